@@ -1,0 +1,70 @@
+// contract.cpp: the two routes of a report, known here and nowhere else.
+#include "contract.h"
+
+#include <cstdio>
+#include <exception>
+#include <string>
+
+#include "msgdatabase.h"
+#include "msgman.h"
+#include "msgterminate.h"
+
+namespace ketriope {
+namespace {
+
+short line_of(const site& where, const std::source_location& at) noexcept
+{
+    return where.line != 0 ? where.line : static_cast<short>(at.line());
+}
+
+std::string formatted(const char* format, ut_va_list arguments)
+{
+    ut_va_list again;
+    va_copy(again, arguments);
+    const int length = std::vsnprintf(nullptr, 0, format, arguments);
+    std::string text(length > 0 ? static_cast<std::size_t>(length) : 0, '\0');
+    if (length > 0) std::vsnprintf(text.data(), text.size() + 1, format, again);
+    va_end(again);
+    return text;
+}
+
+}  // namespace
+
+void contract_failed(const site& where, const char* text, std::source_location at)
+{
+    const short line = line_of(where, at);
+    if (posted_to_database([&](message_database& db) { db.post_contract(where.module, line, text); })) {
+        if (!where.in_destructor || std::uncaught_exceptions() == 0) msg_throw(-1);
+        return;
+    }
+    if (ut_msgman != nullptr) {
+        ut_msgman->fatal(text, where.package, where.module, line, where.revision, where.exit_value, 0);
+        return;
+    }
+    std::fprintf(stderr, "ERROR - %s\n", text);  // a report from before the start
+    leave_process(where.exit_value);
+}
+
+void internal_report(const site& where, const char* text, std::source_location at)
+{
+    if (ut_msgman != nullptr)
+        ut_msgman->internal(text, where.package, where.module, line_of(where, at), where.revision, 0);
+    else
+        std::fprintf(stderr, "ERROR - %s\n", text);
+}
+
+void numbered_message(const numbered& which, const char* format, ...)
+{
+    ut_va_list arguments;
+    va_start(arguments, format);
+    const bool posted = posted_to_database(
+        [&](message_database& db) { db.post_numbered(which.category, which.number, arguments); });
+    va_end(arguments);
+    if (posted) return;
+    va_start(arguments, format);
+    const std::string text = formatted(format, arguments);
+    va_end(arguments);
+    (which.route == numbered::legacy::error ? ut_error : ut_warning)(text.c_str());
+}
+
+}  // namespace ketriope

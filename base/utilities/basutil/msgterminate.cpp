@@ -1,0 +1,7 @@
+// msgterminate.cpp
+#include "msgterminate.h"
+
+void msg_throw(int code)
+{
+    throw code;
+}

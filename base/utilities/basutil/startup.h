@@ -1,0 +1,17 @@
+/// \file startup.h
+/// Start and stop of the library: what the rest may ask about them.
+#pragma once
+
+namespace ketriope {
+
+/// True while the start-up initialisers build the global objects.
+bool starting_up() noexcept;
+
+/// Ends the process with `exit_value`: through the exit handlers, or at once and with the standard
+/// streams flushed when those are running already, since they may run only once.
+void leave_process(int exit_value);
+
+/// Says that the process has begun to end; told by the exit handlers and by the end of `ut_file`.
+void note_exit_begun() noexcept;
+
+}  // namespace ketriope

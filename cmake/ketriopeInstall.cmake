@@ -1,0 +1,17 @@
+# What a stranger's project finds: find_package(ketriope CONFIG) and pkg-config ketriope.
+include(CMakePackageConfigHelpers)
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/ketriope)
+
+install(TARGETS ketriope EXPORT ketriopeTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ketriope)
+install(EXPORT ketriopeTargets NAMESPACE ketriope:: DESTINATION ${package_dir})
+
+configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/ketriopeConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/ketriopeConfig.cmake INSTALL_DESTINATION ${package_dir})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/ketriopeConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+configure_file(${CMAKE_CURRENT_LIST_DIR}/ketriope.pc.in ${PROJECT_BINARY_DIR}/ketriope.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/ketriopeConfig.cmake ${PROJECT_BINARY_DIR}/ketriopeConfigVersion.cmake
+  DESTINATION ${package_dir})
+install(FILES ${PROJECT_BINARY_DIR}/ketriope.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
