@@ -30,7 +30,8 @@ void small_mutex::lock()
         return;
     }
     std::uint32_t holder = 0;
-    while (!owner_.compare_exchange_weak(holder, self, std::memory_order_acquire, std::memory_order_relaxed)) {
+    while (
+        !owner_.compare_exchange_weak(holder, self, std::memory_order_acquire, std::memory_order_relaxed)) {
         if (holder != 0) owner_.wait(holder, std::memory_order_relaxed);
         holder = 0;
     }

@@ -23,8 +23,8 @@ char* resized(char* old, ut_long capacity)
 }  // namespace
 
 UT_STRING::UT_STRING(long capacity)
-    : buffer_(nullptr), capacity_(static_cast<ut_long>(std::clamp(capacity, k_least_capacity, k_most_capacity))),
-      length_(0)
+    : buffer_(nullptr),
+      capacity_(static_cast<ut_long>(std::clamp(capacity, k_least_capacity, k_most_capacity))), length_(0)
 {
     buffer_ = resized(nullptr, capacity_);
     *buffer_ = '\0';

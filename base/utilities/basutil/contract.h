@@ -5,19 +5,19 @@
 /// through the legacy message manager. The header stands on the lowest floor: it names no class of
 /// either, so that strings and containers may report without knowing who listens.
 #pragma once
-#include <source_location>
 #include "uttypes.h"
+#include <source_location>
 
 namespace ketriope {
 
 /// Who reports. The tags and the revision show in the INTERNAL CODE line of the legacy route only.
 struct site {
-    const char* module;                           ///< token of the source unit, such as "basutdarray"
-    int exit_value = 19;                          ///< of the process, on the legacy route
-    const char* package = "ut";                   ///< first tag
-    const char* revision = "$Revision: 1.0 $";    ///< of the source unit
-    short line = 0;                               ///< 0: the line of the call
-    bool in_destructor = false;                   ///< never throws while another exception is on its way
+    const char* module;                         ///< token of the source unit, such as "basutdarray"
+    int exit_value = 19;                        ///< of the process, on the legacy route
+    const char* package = "ut";                 ///< first tag
+    const char* revision = "$Revision: 1.0 $";  ///< of the source unit
+    short line = 0;                             ///< 0: the line of the call
+    bool in_destructor = false;                 ///< never throws while another exception is on its way
 };
 
 /// Reports that a caller broke the contract of a class, and does not return but in the cases below.
@@ -36,8 +36,8 @@ void internal_report(const site& where, const char* text,
 /// A message that the catalogue knows by number.
 struct numbered {
     enum class legacy : unsigned char { error, warning };
-    const char* number;                 ///< four digits, such as "1413"
-    legacy route = legacy::warning;     ///< which function takes the text when the database is not in charge
+    const char* number;                  ///< four digits, such as "1413"
+    legacy route = legacy::warning;      ///< which function takes the text when the database is not in charge
     const char* category = "framework";  ///< whose numbers these are
 };
 

@@ -6,11 +6,11 @@
 /// Errors: an operation that fails leaves its reason in `errno`, as the C runtime does.
 /// Threads: the table is read without a lock; it is replaced only by tests, from one thread.
 #pragma once
+#include "uttypes.h"
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
 #include <string>
-#include "uttypes.h"
 
 namespace ketriope::platform {
 
@@ -92,7 +92,7 @@ struct operations {
     void (*close_directory)(void* scan);
 
     // Console and dialogs.
-    void (*poll_keyboard)();                                  ///< gives the console a chance; reads nothing
+    void (*poll_keyboard)();                                   ///< gives the console a chance; reads nothing
     bool (*show_dialog)(const char* title, const char* text);  ///< false where there are no dialogs
 
     // Clocks and figures of this process.
@@ -110,8 +110,8 @@ struct operations {
 
     // Child processes.
     bool (*start_detached)(const char* command_line);
-    int (*spawn_and_wait)(const char* const* argv);   ///< the exit code; -1 and `errno` if not started
-    bool (*exit_code_of)(int process, int& code);     ///< 259 while it runs; false if it is not ours
+    int (*spawn_and_wait)(const char* const* argv);  ///< the exit code; -1 and `errno` if not started
+    bool (*exit_code_of)(int process, int& code);    ///< 259 while it runs; false if it is not ours
 
     // Crash dumps.
     bool (*temporary_directory)(std::string& out);  ///< with a separator at its end

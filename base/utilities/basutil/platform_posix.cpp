@@ -87,7 +87,8 @@ std::int64_t write_file(int descriptor, const void* from, std::size_t count)
     const auto* next = static_cast<const char*>(from);
     std::size_t done = 0;
     do {
-        const ssize_t wrote = unless_interrupted([&] { return ::write(descriptor, next + done, count - done); });
+        const ssize_t wrote =
+            unless_interrupted([&] { return ::write(descriptor, next + done, count - done); });
         if (wrote < 0) return done == 0 ? -1 : static_cast<std::int64_t>(done);
         done += static_cast<std::size_t>(wrote);
     } while (done < count);

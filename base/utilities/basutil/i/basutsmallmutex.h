@@ -1,9 +1,9 @@
 /// \file i/basutsmallmutex.h
 /// A recursive lock of eight bytes, for objects of which there are millions.
 #pragma once
+#include "uttypes.h"
 #include <atomic>
 #include <cstdint>
-#include "uttypes.h"
 
 namespace ketriope {
 

@@ -5,8 +5,8 @@
 /// A null text does nothing, counts as "" or gives false, as each function says.
 /// Ownership: what a function says the caller frees comes from `malloc`.
 #pragma once
-#include <vector>
 #include "uttypes.h"
+#include <vector>
 
 UT_EXPORT int ut_stricmp(const char* a, const char* b);
 UT_EXPORT int ut_strincmp(const char* a, const char* b, int n);

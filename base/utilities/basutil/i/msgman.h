@@ -8,9 +8,9 @@
 /// Text is never a format: `%` has no meaning in it.
 /// Threads: no locks; the class belongs to the main thread.
 #pragma once
+#include "uttypes.h"
 #include <ostream>
 #include <string>
-#include "uttypes.h"
 
 /// What a message is. The label that stands in front of an internal or fatal one is "ERROR".
 enum UT_MSGTYPE : int {
@@ -139,7 +139,7 @@ private:
     void emit_internal_code(const kind& of, std::string& dialog);
     void count_report(const char* label, const char* text, int& counter);
 
-    UT_MSGTYPE type_;
+    UT_MSGTYPE type_ = UT_MSG_STATUS;
     char* package_name_ = nullptr;
     char* program_name_ = nullptr;
     char* module_name_ = nullptr;
