@@ -1,0 +1,12 @@
+/// \file i/ketriope.h
+/// All public headers of the library, for tools that take it whole.
+#pragma once
+#include "basutform.h"
+#include "basutsmallmutex.h"
+#include "basutstr.h"
+#include "basutstring.h"
+#include "msgman.h"
+#include "msgterminate.h"
+#include "utgeometry.h"
+#include "utgetenv.h"
+#include "uttypes.h"

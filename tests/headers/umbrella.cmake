@@ -1,0 +1,10 @@
+# Compares the public headers in HEADERS with what the umbrella among them includes.
+file(GLOB expected RELATIVE ${HEADERS} ${HEADERS}/*.h)
+list(REMOVE_ITEM expected ketriope.h)
+file(STRINGS ${HEADERS}/ketriope.h lines REGEX "^#include \"")
+list(TRANSFORM lines REPLACE "^#include \"([^\"]+)\".*" "\\1" OUTPUT_VARIABLE included)
+list(SORT expected)
+list(SORT included)
+if(NOT included STREQUAL expected)
+  message(FATAL_ERROR "ketriope.h includes\n  ${included}\nand the public headers are\n  ${expected}")
+endif()
