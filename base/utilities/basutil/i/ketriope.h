@@ -2,6 +2,7 @@
 /// All public headers of the library, for tools that take it whole.
 #pragma once
 #include "basutform.h"
+#include "basutregexp.h"
 #include "basutsmallmutex.h"
 #include "basutstr.h"
 #include "basutstring.h"
