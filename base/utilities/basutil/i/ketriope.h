@@ -2,12 +2,14 @@
 /// All public headers of the library, for tools that take it whole.
 #pragma once
 #include "basutform.h"
+#include "basutpath.h"
 #include "basutregexp.h"
 #include "basutsmallmutex.h"
 #include "basutstr.h"
 #include "basutstring.h"
 #include "msgman.h"
 #include "msgterminate.h"
+#include "stringUtil.h"
 #include "utgeometry.h"
 #include "utgetenv.h"
 #include "uttypes.h"
