@@ -44,7 +44,7 @@ protected:
 };
 
 constexpr const char* k_support = "For support, contact Velmora Semiconductor technical support at "
-                                  "1-800-555-0142, or 1-408-555-0177, or support@velmora.example.";
+                                  "1-800-555-0142, or +1-503-555-0143, or techsupport@velmora.example.";
 
 // ---- construction and fields
 

@@ -13,8 +13,8 @@
 #include "msgdatabase.h"
 #include "platform.h"
 #include "startup.h"
-#include "support_contact.h"
 #include "utgetenv.h"
+#include "utproduct.h"
 
 using ketriope::message_database;
 using ketriope::posted_to_database;
@@ -68,12 +68,11 @@ std::string revision_number(const char* text)
     return std::string(all.substr(begin, all.find(' ', begin) - begin));
 }
 
-/// What a caller reads after "For support, contact ...": the numbers and the address.
+/// Where a person gets help, in one line.
 std::string support_line()
 {
-    std::string line = "For support, contact Velmora Semiconductor technical support at ";
-    for (const char* phone : ketriope::k_support_phones) line.append(phone).append(", or ");
-    return line.append(ketriope::k_support_mail).append(".");
+    return std::string("For support, contact ") + ketriope::k_vendor + " technical support at " +
+           ketriope::k_support_phones + ", or " + ketriope::k_support_mail + ".";
 }
 
 /// How far the second and later lines of `text` stand in: behind its label.
@@ -177,7 +176,7 @@ void UT_MSGMAN::message(UT_MSGTYPE type, const char* text, const char* pkg, cons
     emit(of, dialog);
     if (of.about_program) emit_internal_code(of, dialog);
     if (type != UT_MSG_FATAL && abort_ == 0) return;
-    if (ut_getenv("QVS_MSG_NO_DIALOG") == nullptr) os().show_dialog("Velmora Semiconductor", dialog.c_str());
+    if (ut_getenv("QVS_MSG_NO_DIALOG") == nullptr) os().show_dialog(ketriope::k_vendor, dialog.c_str());
     abort();
     flush();
     ketriope::leave_process(exit_value_);
