@@ -1,22 +1,60 @@
 // startup.cpp: builds the global objects, in this order, and ends them in the reverse one.
 //
-//   1. ut_msgman   on the heap, never destroyed: a report may come after everything else has ended
-//   2. ut_file     closes what is open when it ends, and checks TEMP when it begins
+//   1. ut_msgman   on the heap, and never destroyed: a report may come after all else has ended
+//   2. ut_file     checks TEMP when it is built; at the end it closes what is still open, and deletes
+//                  the temporary files
 //
 // No other unit has a global that needs a constructor to run: what the constructors here can reach is
 // constant-initialised or made on first use.
 #include "startup.h"
 
 #include <cstdio>
+#include <new>
 
+#include "basutfile.h"
 #include "msgman.h"
 #include "platform.h"
+
+/// What the copies of the library in one process share. Where the loader binds a second copy's names to
+/// the first one's, this name is among them: the second copy then finds the globals built, and only the
+/// last to go ends them.
+extern "C" UT_EXPORT struct ketriope_shared_globals {
+    int copies;
+    UT_FILEMANAGER* files;
+} ketriope_shared;
+
+constinit ketriope_shared_globals ketriope_shared{0, nullptr};
+constinit UT_MSGMAN* ut_msgman = nullptr;
 
 namespace ketriope {
 namespace {
 
 constinit bool building = false;
 constinit bool exit_begun = false;
+
+class start_and_stop {
+public:
+    start_and_stop()
+    {
+        if (ketriope_shared.copies++ > 0) return;
+        building = true;
+        ut_msgman = new UT_MSGMAN;
+        // In place, and its destructor never runs: a later static destructor may still call it.
+        alignas(UT_FILEMANAGER) static std::byte memory[sizeof(UT_FILEMANAGER)];
+        ketriope_shared.files = new (memory) UT_FILEMANAGER;
+        building = false;
+    }
+    ~start_and_stop()
+    {
+        if (--ketriope_shared.copies > 0) return;
+        note_exit_begun();
+        ketriope_shared.files->close_all();
+    }
+    start_and_stop(const start_and_stop&) = delete;
+    start_and_stop& operator=(const start_and_stop&) = delete;
+};
+
+const start_and_stop run;
 
 }  // namespace
 
@@ -40,4 +78,4 @@ void leave_process(int exit_value)
 
 }  // namespace ketriope
 
-UT_MSGMAN* ut_msgman = new UT_MSGMAN;
+UT_FILEMANAGER& ut_file = *ketriope_shared.files;
