@@ -35,7 +35,11 @@ void load(benchmark::State& state, const char* program)
 /// The median of a few hundred single runs, which no busy moment of the machine can move.
 void single_runs(benchmark::internal::Benchmark* of)
 {
-    of->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(1)->Repetitions(301)->ReportAggregatesOnly();
+    of->UseManualTime()
+        ->Unit(benchmark::kMillisecond)
+        ->Iterations(1)
+        ->Repetitions(301)
+        ->ReportAggregatesOnly();
 }
 
 BENCHMARK_CAPTURE(load, with, "load_with_library")->Name("load/ketriope")->Apply(single_runs);
