@@ -8,29 +8,19 @@
 #include "msgdatabase.h"
 #include "msgman.h"
 #include "msgterminate.h"
+#include "runtime_format.h"
 
 namespace ketriope {
 namespace {
 
-short line_of(const site& where, const std::source_location& at) noexcept
+short line_of(const site& where, const source_location& at) noexcept
 {
     return where.line != 0 ? where.line : static_cast<short>(at.line());
 }
 
-std::string formatted(const char* format, ut_va_list arguments)
-{
-    ut_va_list again;
-    va_copy(again, arguments);
-    const int length = std::vsnprintf(nullptr, 0, format, arguments);
-    std::string text(length > 0 ? static_cast<std::size_t>(length) : 0, '\0');
-    if (length > 0) std::vsnprintf(text.data(), text.size() + 1, format, again);
-    va_end(again);
-    return text;
-}
-
 }  // namespace
 
-void contract_failed(const site& where, const char* text, std::source_location at)
+void contract_failed(const site& where, const char* text, source_location at)
 {
     const short line = line_of(where, at);
     if (posted_to_database([&](message_database& db) { db.post_contract(where.module, line, text); })) {
@@ -45,7 +35,7 @@ void contract_failed(const site& where, const char* text, std::source_location a
     leave_process(where.exit_value);
 }
 
-void internal_report(const site& where, const char* text, std::source_location at)
+void internal_report(const site& where, const char* text, source_location at)
 {
     if (ut_msgman != nullptr)
         ut_msgman->internal(text, where.package, where.module, line_of(where, at), where.revision, 0);
@@ -62,7 +52,7 @@ void numbered_message(const numbered& which, const char* format, ...)
     va_end(arguments);
     if (posted) return;
     va_start(arguments, format);
-    const std::string text = formatted(format, arguments);
+    const std::string text = runtime_format(format, arguments);
     va_end(arguments);
     (which.route == numbered::legacy::error ? ut_error : ut_warning)(text.c_str());
 }

@@ -6,9 +6,28 @@
 /// either, so that strings and containers may report without knowing who listens.
 #pragma once
 #include "uttypes.h"
+#include <cstdint>
 #include <source_location>
 
 namespace ketriope {
+
+#if defined(__cpp_lib_source_location)
+using source_location = std::source_location;
+#else
+/// What is used here of the standard's class, for a compiler (clang 14) whose runtime lacks it.
+class source_location {
+public:
+    static constexpr source_location current(std::uint_least32_t line = __builtin_LINE()) noexcept
+    {
+        return source_location(line);
+    }
+    constexpr std::uint_least32_t line() const noexcept { return line_; }
+
+private:
+    explicit constexpr source_location(std::uint_least32_t line) noexcept : line_(line) {}
+    std::uint_least32_t line_;
+};
+#endif
 
 /// Who reports. The tags and the revision show in the INTERNAL CODE line of the legacy route only.
 struct site {
@@ -26,12 +45,10 @@ struct site {
 /// `UT_MSGMAN::fatal` ends the process with the site's exit value.
 /// It returns where a derived message manager survives `fatal()`, and for a site in a destructor that
 /// runs because of another exception: the caller then leaves without doing harm.
-void contract_failed(const site& where, const char* text,
-                     std::source_location at = std::source_location::current());
+void contract_failed(const site& where, const char* text, source_location at = source_location::current());
 
 /// Reports `text` by `UT_MSGMAN::internal`, whatever route is chosen for broken contracts, and returns.
-void internal_report(const site& where, const char* text,
-                     std::source_location at = std::source_location::current());
+void internal_report(const site& where, const char* text, source_location at = source_location::current());
 
 /// A message that the catalogue knows by number.
 struct numbered {

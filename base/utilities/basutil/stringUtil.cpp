@@ -7,12 +7,13 @@
 #include <cstdio>
 #include <cstring>
 #include <iterator>
-#include <source_location>
 #include <string_view>
 
 #include "ascii.h"
 #include "basutform.h"
+#include "contract.h"
 #include "msgman.h"
+#include "runtime_format.h"
 #include "utgetenv.h"
 
 namespace {
@@ -52,7 +53,7 @@ std::string_view trimmed(std::string_view text) noexcept
 static_assert(k_npos + 1 == 0);
 
 /// Reports from one place of this unit; the line of the call tells the places apart.
-void report(const char* text, std::source_location at = std::source_location::current())
+void report(const char* text, ketriope::source_location at = ketriope::source_location::current())
 {
     internalError(text, "STRING_UTIL", "stringUtil", static_cast<int>(at.line()), 1);
 }
@@ -74,17 +75,6 @@ std::size_t value_of_bits(std::string_view bits) noexcept
         value = value * 2 + (bit == '1' ? 1 : 0);
     }
     return value;
-}
-
-std::string formatted(const char* format, ut_va_list arguments)
-{
-    ut_va_list again;
-    va_copy(again, arguments);
-    const int length = std::vsnprintf(nullptr, 0, format, arguments);
-    std::string text(static_cast<std::size_t>(std::max(length, 0)), '\0');
-    if (length > 0) std::vsnprintf(text.data(), text.size() + 1, format, again);
-    va_end(again);
-    return text;
 }
 
 /// Where `LogMessage` puts its last text when it may not print: for a debugger to look at.
@@ -232,7 +222,7 @@ void LogMessage(const char* format, ...)
 {
     ut_va_list arguments;
     va_start(arguments, format);
-    std::string text = formatted(format, arguments);
+    std::string text = ketriope::runtime_format(format, arguments);
     va_end(arguments);
     if (VS_GLOBAL::VISUALSTUDIO)
         hidden_text() = std::move(text);
