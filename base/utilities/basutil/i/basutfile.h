@@ -6,11 +6,12 @@
 /// counts as "". A success byte is 1 or 0, and with 0 the reason stands in `geterror`.
 /// Threads: no locks; the table belongs to one thread at a time.
 #pragma once
-#include "uttypes.h"
 #include <cstdint>
 #include <string>
 
-enum UT_ACCESS : int;
+#include "basutio.h"
+#include "uttypes.h"
+
 class UT_STREAM;
 
 class UT_EXPORT UT_FILEMANAGER {
@@ -31,8 +32,8 @@ public:
     /// which alone stands for GCA; every other bit of the mask is dropped, the append bit included.
     /// A non-zero `truncate` removes a file that is to be written first.
     /// Ownership: the stream is the manager's, good until `close`.
-    /// Errors: null, with the reason in `geterror`; a full table, a form that contradicts the mask and
-    /// packed data without a version are reported as well. A directory gives error 13.
+    /// Errors: null. Where the system refuses, `geterror` has the reason, 13 for a directory; a full
+    /// table, a form that contradicts the mask and packed data without a version are reported instead.
     UT_STREAM* open(const char* name, UT_ACCESS access, unsigned char truncate);
 
     /// Opens the file `name` on a stream of the caller's, whose mask says how.
@@ -141,7 +142,7 @@ public:
 private:
     friend class UT_STREAM;  // a stream that is destroyed leaves its manager's table
 
-    static constexpr int k_slots = 30;
+    static constexpr int k_slots = 30;  ///< of open files, and of temporary names
 
     struct slot {
         UT_STREAM* stream = nullptr;
@@ -153,7 +154,8 @@ private:
 
     UT_STREAM* add_ofile(const char* name, UT_ACCESS access, UT_STREAM* stream, unsigned char truncate);
     unsigned char rm_ofile(UT_STREAM* stream);
-    slot* find_ofile(const UT_STREAM* stream);
+    slot* find_ofile(UT_STREAM* stream);
+    void let_go(const slot& closing);
 
     unsigned char noted(bool done);
     UT_STREAM* open_at_end(const char* name, UT_ACCESS access, long back);
