@@ -11,6 +11,7 @@
 #include "basutstream.h"
 #include "basutstring.h"
 #include "basutstrobj.h"
+#include "exceptions.h"
 #include "msgman.h"
 #include "msgterminate.h"
 #include "stringUtil.h"
