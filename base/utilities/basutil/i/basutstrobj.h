@@ -10,10 +10,12 @@
 /// none, and the count belongs to all sharers, so strings that share belong to one thread at a time.
 /// Errors: exhausted memory throws `std::bad_alloc` unless an operation says otherwise.
 #pragma once
-#include "basutsmallmutex.h"
-#include "uttypes.h"
 #include <cstddef>
 #include <iosfwd>
+#include <string_view>
+
+#include "basutsmallmutex.h"
+#include "uttypes.h"
 
 class UT_REGEXP;
 class UT_STREAM;
@@ -249,9 +251,21 @@ private:
     friend UT_EXPORT UT_STROBJ operator+(const char* text, const UT_STROBJ& string);
 
     struct pieces;
-    explicit UT_STROBJ(const pieces& text);
+    struct no_block {};
+    explicit UT_STROBJ(const pieces& parts);
+    explicit UT_STROBJ(no_block) noexcept : buffer_(nullptr), offset_(0), length_(0) {}
     char* text() const { return buffer_ + offset_; }
-    ut_uint64 area() const;
+    std::string_view view() const { return {text(), length_}; }
+    ut_uint64 front_room() const;
+    void adopt(char* block, ut_uint64 offset, ut_uint64 length);
+    void narrow(ut_uint64 count);
+    void add(std::string_view addition);
+    void add_in_front(std::string_view addition);
+    void make_empty();
+    void take_formatted(std::string_view made, ut_uint64 capacity, bool reuses);
+    UT_STROBJ justified(ut_uint64 n, char c, ut_uint64 in_front) const;
+    ut_uint64 find_member(const char* set, ut_uint64 start, bool wanted) const;
+    void map_all(std::string_view from_set, std::string_view to_set, ut_uint64 start);
 
     char* buffer_;      ///< a 32-bit count of sharers, then characters; null only during construction
     ut_uint64 offset_;  ///< of the text in the buffer
