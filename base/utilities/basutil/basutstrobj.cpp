@@ -5,64 +5,33 @@
 #include <array>
 #include <bitset>
 #include <cstdarg>
-#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <iterator>
 #include <mutex>
 #include <new>
 #include <ostream>
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 
 #include "basutformat.h"
+#include "basutregexp.h"
 #include "basutstr.h"
 #include "contract.h"
 #include "masking.h"
 #include "per_thread.h"
+#include "string_block.h"
 
 namespace {
 
-using count_type = std::int32_t;
+namespace block = ketriope::string_block;
 
-constexpr ut_uint64 k_count_size = sizeof(count_type);  // in front of the characters of a block
-constexpr ut_uint64 k_fresh_room = 10;                  // of a string made from nothing
-constexpr ut_uint64 k_most_characters = SIZE_MAX - k_count_size - 1;
+constexpr ut_uint64 k_fresh_room = 10;  // of a string made from nothing
 
 static_assert(sizeof(UT_STROBJ) <= 140, "the size classes of the small-object pools end there");
-
-count_type& count_of(char* block)
-{
-    return *reinterpret_cast<count_type*>(block);
-}
-
-/// Memory from the general heap, with the new-handler called as `new` does. Released by `free`.
-void* allocated(std::size_t size)
-{
-    for (;;) {
-        if (void* memory = std::malloc(size)) return memory;
-        const std::new_handler handler = std::get_new_handler();
-        if (handler == nullptr) throw std::bad_alloc();
-        handler();
-    }
-}
-
-/// A block for one owner, with room for `capacity` characters and with its terminator.
-char* new_block(ut_uint64 capacity)
-{
-    if (capacity > k_most_characters) throw std::bad_alloc();
-    auto* block = static_cast<char*>(allocated(k_count_size + capacity + 1));
-    count_of(block) = 1;
-    block[k_count_size + capacity] = '\0';
-    return block;
-}
-
-/// Gives up one share of `block`, which may be null.
-void release(char* block) noexcept
-{
-    if (block != nullptr && --count_of(block) < 1) std::free(block);
-}
 
 std::string_view view_of(const char* text)
 {
@@ -115,11 +84,14 @@ struct UT_STROBJ::pieces {
 
 // Construction.
 
-UT_STROBJ::UT_STROBJ() : buffer_(new_block(k_fresh_room)), offset_(k_count_size + k_fresh_room), length_(0) {}
+UT_STROBJ::UT_STROBJ() : buffer_(block::make(k_fresh_room)), offset_(block::k_head + k_fresh_room), length_(0)
+{
+}
 
 UT_STROBJ::UT_STROBJ(const char* text) : UT_STROBJ(pieces{view_of(text)}) {}
 
-UT_STROBJ::UT_STROBJ(ut_uint64 n, char c, int fill) : buffer_(new_block(n)), offset_(k_count_size), length_(n)
+UT_STROBJ::UT_STROBJ(ut_uint64 n, char c, int fill)
+    : buffer_(block::make(n)), offset_(block::k_head), length_(n)
 {
     std::memset(text(), fill != 0 ? c : '\0', n);
 }
@@ -127,13 +99,13 @@ UT_STROBJ::UT_STROBJ(ut_uint64 n, char c, int fill) : buffer_(new_block(n)), off
 UT_STROBJ::UT_STROBJ(const UT_STROBJ& other)
     : buffer_(other.buffer_), offset_(other.offset_), length_(other.length_)
 {
-    if (buffer_ != nullptr) ++count_of(buffer_);
+    if (buffer_ != nullptr) ++block::count_of(buffer_);
 }
 
 UT_STROBJ::UT_STROBJ(const pieces& parts)
-    : offset_(k_count_size), length_(parts.first.size() + parts.second.size() + parts.third.size())
+    : offset_(block::k_head), length_(parts.first.size() + parts.second.size() + parts.third.size())
 {
-    buffer_ = new_block(length_);
+    buffer_ = block::make(length_);
     char* out = std::copy(parts.first.begin(), parts.first.end(), text());
     out = std::copy(parts.second.begin(), parts.second.end(), out);
     std::copy(parts.third.begin(), parts.third.end(), out);
@@ -141,7 +113,7 @@ UT_STROBJ::UT_STROBJ(const pieces& parts)
 
 UT_STROBJ::~UT_STROBJ()
 {
-    release(buffer_);  // without the lock: nobody else may use an object that ends
+    block::release(buffer_);  // without the lock: nobody else may use an object that ends
 }
 
 namespace {
@@ -212,25 +184,25 @@ UT_FORMATTED_CONSTRUCTOR(UT_STROBJ)
 
 int UT_STROBJ::get_num_refs() const
 {
-    return buffer_ != nullptr ? count_of(buffer_) : 0;
+    return buffer_ != nullptr ? block::count_of(buffer_) : 0;
 }
 
 void UT_STROBJ::set_num_refs(int count)
 {
     const std::lock_guard guard(mutex_);
-    if (buffer_ != nullptr) count_of(buffer_) = count;
+    if (buffer_ != nullptr) block::count_of(buffer_) = count;
 }
 
 int UT_STROBJ::incr_num_refs()
 {
     const std::lock_guard guard(mutex_);
-    return buffer_ != nullptr ? ++count_of(buffer_) : 0;
+    return buffer_ != nullptr ? ++block::count_of(buffer_) : 0;
 }
 
 int UT_STROBJ::decr_num_refs()
 {
     const std::lock_guard guard(mutex_);
-    return buffer_ != nullptr ? --count_of(buffer_) : 0;
+    return buffer_ != nullptr ? --block::count_of(buffer_) : 0;
 }
 
 void UT_STROBJ::delete_string()
@@ -238,11 +210,11 @@ void UT_STROBJ::delete_string()
     adopt(nullptr, 0, 0);
 }
 
-/// Gives up the share in the buffer and takes over a share of `block`, without counting it.
-void UT_STROBJ::adopt(char* block, ut_uint64 offset, ut_uint64 length)
+/// Gives up the share in the buffer and takes over a share of `other`, without counting it.
+void UT_STROBJ::adopt(char* other, ut_uint64 offset, ut_uint64 length)
 {
     const std::lock_guard guard(mutex_);
-    release(std::exchange(buffer_, block));
+    block::release(std::exchange(buffer_, other));
     offset_ = offset;
     length_ = length;
 }
@@ -256,27 +228,27 @@ void UT_STROBJ::narrow(ut_uint64 count)
 
 ut_uint64 UT_STROBJ::front_room() const
 {
-    return buffer_ != nullptr ? offset_ - k_count_size : 0;
+    return buffer_ != nullptr ? offset_ - block::k_head : 0;
 }
 
 bool UT_STROBJ::make_writeable()
 {
     if (is_only_ref()) return true;
-    char* block = new_block(length_);
-    std::memcpy(block + k_count_size, text(), length_);
-    adopt(block, k_count_size, length_);
+    char* own = block::make(length_);
+    std::memcpy(own + block::k_head, text(), length_);
+    adopt(own, block::k_head, length_);
     return true;
 }
 
 char* UT_STROBJ::make_larger_buffer(char* old, ut_uint64 old_length, ut_uint64 new_capacity)
 {
-    if (new_capacity > k_most_characters) return nullptr;
-    auto* block = static_cast<char*>(std::calloc(k_count_size + new_capacity + 1, 1));
-    if (block == nullptr) return nullptr;
-    count_of(block) = 1;
-    if (old != nullptr) std::memcpy(block, old, k_count_size + old_length);
+    if (new_capacity > block::k_most_characters) return nullptr;
+    auto* larger = static_cast<char*>(std::calloc(block::size_for(new_capacity), 1));
+    if (larger == nullptr) return nullptr;
+    block::count_of(larger) = 1;
+    if (old != nullptr) std::memcpy(larger, old, block::k_head + old_length);
     std::free(old);
-    return block;
+    return larger;
 }
 
 void* UT_STROBJ::operator new(std::size_t size)
@@ -295,8 +267,8 @@ UT_STROBJ& UT_STROBJ::operator=(const UT_STROBJ& other)
 {
     const std::lock_guard guard(mutex_);
     if (buffer_ != other.buffer_) {
-        if (other.buffer_ != nullptr) ++count_of(other.buffer_);
-        release(buffer_);
+        if (other.buffer_ != nullptr) ++block::count_of(other.buffer_);
+        block::release(buffer_);
     }
     buffer_ = other.buffer_;
     offset_ = other.offset_;
@@ -316,9 +288,9 @@ UT_STROBJ& UT_STROBJ::operator=(const char* new_text)
         if (!source.empty()) std::memmove(text(), source.data(), source.size());  // it may be a part of ours
         return *this;
     }
-    char* block = new_block(source.size());
-    std::copy(source.begin(), source.end(), block + k_count_size);
-    adopt(block, k_count_size, source.size());
+    char* own = block::make(source.size());
+    std::copy(source.begin(), source.end(), own + block::k_head);
+    adopt(own, block::k_head, source.size());
     return *this;
 }
 
@@ -424,18 +396,18 @@ void UT_STROBJ::construct_sprintf(const char* format, const VALUES& value, value
 void UT_STROBJ::make_empty()
 {
     if (buffer_ != nullptr) return narrow(length_);
-    adopt(new_block(0), k_count_size, 0);
+    adopt(block::make(0), block::k_head, 0);
 }
 
 /// Stores a finished text at the end of the own buffer or of a new one with room for `capacity`.
 void UT_STROBJ::take_formatted(std::string_view made, ut_uint64 capacity, bool reuses)
 {
     if (!reuses) {
-        char* block = make_larger_buffer(nullptr, 0, capacity);
-        if (block == nullptr) ketriope::out_of_memory_for_text();
-        adopt(block, k_count_size + capacity, 0);
+        char* larger = make_larger_buffer(nullptr, 0, capacity);
+        if (larger == nullptr) ketriope::out_of_memory_for_text();
+        adopt(larger, block::k_head + capacity, 0);
     }
-    offset_ = k_count_size + capacity - made.size();
+    offset_ = block::k_head + capacity - made.size();
     length_ = made.size();
     std::copy(made.begin(), made.end(), text());
 }
@@ -760,6 +732,29 @@ ut_uint64 UT_STROBJ::find_member(const char* set, ut_uint64 start, bool wanted) 
     return i;
 }
 
+// Regular expressions.
+
+UT_STRKEYS UT_STROBJ::match_reg_exp(const UT_REGEXP& pattern, ut_uint64 start) const
+{
+    return pattern.match(*this, start);
+}
+
+UT_STRKEYS UT_STROBJ::match_reg_exp(const UT_STROBJ& pattern, ut_uint64 start) const
+{
+    return UT_REGEXP(pattern).match(*this, start);
+}
+
+UT_STROBJ UT_STROBJ::get_key(const UT_STRKEYS& keys, int k) const
+{
+    return mid(keys.key_start(k), keys.key_length(k));
+}
+
+UT_STROBJ UT_STROBJ::replace_key(const UT_STRKEYS& keys, int k, const UT_STROBJ& replacement) const
+{
+    if (k < 0 || k >= keys.num_keys()) return *this;
+    return cut(keys.key_start(k), keys.key_length(k)).insert(keys.key_start(k), replacement);
+}
+
 // Comparison.
 
 int UT_STROBJ::strcmp(const UT_STROBJ& other) const
@@ -875,8 +870,8 @@ ut_uint64 UT_STROBJ::sizeme() const
 {
     if (buffer_ == nullptr) return sizeof *this;
     const int sharers = get_num_refs();
-    const ut_uint64 block = offset_ + length_ + 5;
-    return sizeof *this + (sharers > 1 ? block / static_cast<ut_uint64>(sharers) : block);
+    const ut_uint64 size = offset_ + length_ + 5;
+    return sizeof *this + (sharers > 1 ? size / static_cast<ut_uint64>(sharers) : size);
 }
 
 bool UT_STROBJ::checkme(bool report) const

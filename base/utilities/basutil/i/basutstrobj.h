@@ -197,7 +197,8 @@ public:
     /// Reads what `write_strobj` wrote, as `read_nbytes` does.
     bool read_strobj(UT_STREAM& stream);
     /// Reads `n` characters as the new text; those that the stream lacks are NUL.
-    /// Errors: a length that cannot be had gives false and the empty string.
+    /// Errors: a length for which there is no memory, and one past 2^26 that the stream lacks, gives false
+    /// and the empty string.
     bool read_nbytes(UT_STREAM& stream, ut_uint64 n);
     /// Reads up to `delim`, which is dropped. The end of the file gives the empty string.
     bool read_line(UT_STREAM& stream, char delim);
@@ -257,7 +258,8 @@ private:
     char* text() const { return buffer_ + offset_; }
     std::string_view view() const { return {text(), length_}; }
     ut_uint64 front_room() const;
-    void adopt(char* block, ut_uint64 offset, ut_uint64 length);
+    void adopt(char* other, ut_uint64 offset, ut_uint64 length);
+    static char* read_block(UT_STREAM& stream, ut_uint64 n);
     void narrow(ut_uint64 count);
     void add(std::string_view addition);
     void add_in_front(std::string_view addition);
