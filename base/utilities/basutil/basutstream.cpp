@@ -3,7 +3,6 @@
 #include "basutstream.h"
 
 #include <algorithm>
-#include <array>
 #include <bit>
 #include <cerrno>
 #include <cstdio>
@@ -15,6 +14,7 @@
 #include "basutfile.h"
 #include "contract.h"
 #include "platform.h"
+#include "storage_form.h"
 
 using ketriope::platform::os;
 using ketriope::platform::seek_from;
@@ -26,11 +26,6 @@ constexpr ketriope::site k_site{.module = "basutstream", .exit_value = 1};
 constexpr std::size_t k_least_buffer = 2048;
 constexpr std::size_t k_most_buffer = std::size_t{1} << 30;
 constexpr std::size_t k_largest_block = 32768;  ///< of content in a file of a general compressor
-
-using signature = std::array<unsigned char, 7>;
-constexpr signature k_packed_signature{0x5a, 0x5a, 0xa5, 0xa5, 0xc3, 0xc3, 0x71};
-constexpr signature k_gca_signature{0x5b, 0x5b, 0xa6, 0xa6, 0xc4, 0xc4, 0x72};
-constexpr signature k_gcb_signature{0x5c, 0x5c, 0xa7, 0xa7, 0xc5, 0xc5, 0x73};
 
 UT_FILEMANAGER* resolved(UT_FILEMANAGER* owner)
 {
@@ -44,6 +39,11 @@ constexpr bool k_numbers_reversed = std::endian::native == std::endian::little;
 std::size_t size_of(int count)
 {
     return count > 0 ? static_cast<std::size_t>(count) : 0;
+}
+
+bool writes_whole(int descriptor, const ketriope::file_signature& bytes)
+{
+    return os().write(descriptor, bytes.data(), bytes.size()) == static_cast<std::int64_t>(bytes.size());
 }
 
 /// Copies bytes in their order, or in the opposite one.
@@ -413,12 +413,11 @@ bool UT_STREAM::sign()
         ketriope::internal_report(k_site, "UT_STREAM: File mode miss match.  No signature.");
         return true;
     }
-    const signature& bytes = packed                              ? k_packed_signature
-                             : (gc_access_ & UT_ACCESS_GCA) != 0 ? k_gca_signature
-                                                                 : k_gcb_signature;
-    constexpr auto k_length = static_cast<std::int64_t>(signature().size());
-    const bool signed_now = at == 0 && os().write(descriptor_, bytes.data(), bytes.size()) == k_length &&
-                            (!packed || write_version(descriptor_) != 0);
+    const ketriope::storage_form& form = packed                              ? ketriope::k_packed_form
+                                         : (gc_access_ & UT_ACCESS_GCA) != 0 ? ketriope::k_gca_form
+                                                                             : ketriope::k_gcb_form;
+    const bool signed_now =
+        at == 0 && writes_whole(descriptor_, form.signature) && (!packed || write_version(descriptor_) != 0);
     if (!signed_now) {
         error_ = errno;
         return false;
