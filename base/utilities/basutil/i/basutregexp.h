@@ -22,6 +22,7 @@
 #pragma once
 #include "basutstrobj.h"
 #include "uttypes.h"
+#include <cstddef>
 
 /// Where a match and its groups lie. Key 0 is the whole match, and key n what group n matched last.
 ///
@@ -102,21 +103,23 @@ protected:
     static unsigned char* regbranch(int& flags, REGCOMP_STATE& state);
     static unsigned char* regpiece(int& flags, REGCOMP_STATE& state);
     static unsigned char* regatom(int& flags, REGCOMP_STATE& state);
-    static unsigned char* regnode(unsigned char opcode, REGCOMP_STATE& state);
-    static void regc(unsigned char byte, REGCOMP_STATE& state);
-    static void reginsert(unsigned char opcode, unsigned char* operand, REGCOMP_STATE& state);
+    static unsigned char* regset(REGCOMP_STATE& state);
+    static unsigned char* regliteral(std::size_t length, REGCOMP_STATE& state);
+    static unsigned char* regnode(int opcode, REGCOMP_STATE& state);
+    static void regc(int byte, REGCOMP_STATE& state);
+    static void reginsert(int opcode, unsigned char* operand, REGCOMP_STATE& state);
     static void regtail(unsigned char* chain, unsigned char* target);
     static void regoptail(unsigned char* branch, unsigned char* target);
     static unsigned char* regnext(unsigned char* node);
+    void optimise(unsigned char* branch, int flags);
 
-    // The matcher. Each part works on the program and the text that the state names.
+    // The matcher. A node is named by its offset in the program, and 0 is none.
     static bool regtry(REGEXEC_STATE& state, ut_uint64 position, UT_STRKEYS& keys);
-    static bool regmatch(REGEXEC_STATE& state, const unsigned char* node);
-    static ut_uint64 regrepeat(REGEXEC_STATE& state, const unsigned char* operand);
-    static const unsigned char* regnext(REGEXEC_STATE& state, const unsigned char* node);
+    static bool regmatch(REGEXEC_STATE& state, std::size_t node);
+    static std::size_t regrepeat(REGEXEC_STATE& state, std::size_t operand);
+    static std::size_t regnext(const REGEXEC_STATE& state, std::size_t node);
 
-    static unsigned char
-        _regdummy;  ///< stands for the place of output while sizes are counted; never written
+    static unsigned char _regdummy;  ///< the place of output while sizes are counted; never written
 
     ut_long ok_;         ///< true after a compilation that succeeded
     char regstart_;      ///< what every match begins with, or 0
