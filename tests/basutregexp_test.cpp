@@ -45,7 +45,7 @@ public:
     using UT_REGEXP::regmust_;
     using UT_REGEXP::regnpar_;
     using UT_REGEXP::regstart_;
-    using UT_REGEXP::UT_REGEXP;
+    open_regexp() = default;
 
     explicit open_regexp(std::string_view pattern) : UT_REGEXP(bytes(pattern)) {}
 
