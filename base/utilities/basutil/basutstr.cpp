@@ -138,7 +138,7 @@ int ut_strcommon(int start, const char* a, const char* b)
 {
     const std::string_view first = or_empty(a);
     const std::string_view second = or_empty(b);
-    const auto [shortest, longest] = std::minmax(first.size(), second.size());
+    const auto [shortest, longest] = std::minmax({first.size(), second.size()});
     if (start < 0) return 0;
     const auto from = static_cast<std::size_t>(start);
     if (from >= longest) return static_cast<int>(longest) - start;

@@ -90,12 +90,16 @@ protected:
     UT_IO_DEVICE_MODE get_io_mode() const { return mode_; }
     void set_io_mode(UT_IO_DEVICE_MODE mode) { mode_ = mode; }
 
+    /// True for both forms of the position that means the end, -1 and 0xFFFFFFFF.
+    static constexpr bool is_end_mark(long position) { return position == -1 || position == k_end_mark; }
     /// Puts position and version bytes back to 0.
     void reset_device();
     /// True when content could not pass because no compressor of the mode can be had.
     bool lacks_coder() const;
 
 private:
+    static constexpr ut_int64 k_end_mark = 0xffffffff;
+
     ketriope::data_coder*& coder_slot();
     ketriope::data_coder* coder();
 

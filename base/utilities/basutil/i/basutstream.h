@@ -12,9 +12,11 @@
 #include <cstdint>
 #include <cstring>
 #include <ostream>
+#include <string_view>
 #include <type_traits>
 
 #include "basutio.h"
+#include "utbyteorder.h"
 #include "utgeometry.h"
 #include "uttypes.h"
 
@@ -51,57 +53,6 @@ private:
     const char* first_;
     std::size_t count_;
 };
-
-/// Numbers as bytes, most significant first; compilers turn these into one swap and one move.
-inline void store_big(unsigned char* out, std::uint8_t value)
-{
-    out[0] = value;
-}
-inline void store_big(unsigned char* out, std::uint16_t value)
-{
-    out[0] = static_cast<unsigned char>(value >> 8);
-    out[1] = static_cast<unsigned char>(value);
-}
-inline void store_big(unsigned char* out, std::uint32_t value)
-{
-    out[0] = static_cast<unsigned char>(value >> 24);
-    out[1] = static_cast<unsigned char>(value >> 16);
-    out[2] = static_cast<unsigned char>(value >> 8);
-    out[3] = static_cast<unsigned char>(value);
-}
-inline void store_big(unsigned char* out, std::uint64_t value)
-{
-    store_big(out, static_cast<std::uint32_t>(value >> 32));
-    store_big(out + 4, static_cast<std::uint32_t>(value));
-}
-inline void load_big(const unsigned char* from, std::uint8_t& value)
-{
-    value = from[0];
-}
-inline void load_big(const unsigned char* from, std::uint16_t& value)
-{
-    value = static_cast<std::uint16_t>(from[0] << 8 | from[1]);
-}
-inline void load_big(const unsigned char* from, std::uint32_t& value)
-{
-    value =
-        std::uint32_t{from[0]} << 24 | std::uint32_t{from[1]} << 16 | std::uint32_t{from[2]} << 8 | from[3];
-}
-inline void load_big(const unsigned char* from, std::uint64_t& value)
-{
-    std::uint32_t high = 0;
-    std::uint32_t low = 0;
-    load_big(from, high);
-    load_big(from + 4, low);
-    value = std::uint64_t{high} << 32 | low;
-}
-
-/// The unsigned type of `Size` bytes.
-template <std::size_t Size>
-using bits_of_size =
-    std::conditional_t<Size == 1, std::uint8_t,
-                       std::conditional_t<Size == 2, std::uint16_t,
-                                          std::conditional_t<Size == 4, std::uint32_t, std::uint64_t>>>;
 
 }  // namespace ketriope
 
@@ -368,7 +319,8 @@ private:
         owner_ = owner;
     }
     UT_FILEMANAGER* owner() const { return owner_; }
-    void disown() { owner_ = nullptr; }
+    /// Before the destruction of a stream whose descriptor its owner has closed.
+    void disown() { attach(-1, nullptr); }
     std::size_t buffer_length() const { return static_cast<std::size_t>(buffer_length_); }
 
     bool reads() const { return (access_ & UT_ACCESS_READ) != 0; }
@@ -385,14 +337,12 @@ private:
     int next_byte();
     std::size_t put_bytes(const unsigned char* from, std::size_t count, bool reversed = false);
     std::size_t get_bytes(unsigned char* out, std::size_t count, bool reversed = false);
-    void write_line_end();
-    bool sign_packed();
-    bool sign_general();
-    bool write_signature(const unsigned char* signature);
+    std::size_t put_text(std::string_view text);
+    bool sign();
+    long checked(ut_int64 position);
     void decipher(std::size_t count);
     bool may_switch(bool active, const char* unmatched);
     void restart_at(ut_int64 position);
-    void leave_owner();
 
     int put_slow(const void* value, int size);
     int get_slow(void* value, int size);
