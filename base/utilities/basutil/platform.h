@@ -119,6 +119,7 @@ struct operations {
 
     // Numbers as the "C" locale has them, whatever locale the tool has set.
     int (*format_real)(char* out, std::size_t size, const char* specification, double value);
+    int (*format_list)(char* out, std::size_t size, const char* format, ut_va_list arguments);  ///< vsnprintf
     double (*parse_real)(const char* text, char** end);
 };
 

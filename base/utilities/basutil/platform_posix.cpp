@@ -364,16 +364,34 @@ bool write_crash_dump(const char*)
     return made;
 }
 
+/// Formats in the "C" locale for as long as it lives, in this thread alone.
+class in_c_locale {
+public:
+    in_c_locale() : before_(::uselocale(c_locale())) {}
+    ~in_c_locale() { ::uselocale(before_); }
+    in_c_locale(const in_c_locale&) = delete;
+    in_c_locale& operator=(const in_c_locale&) = delete;
+
+private:
+    ::locale_t before_;
+};
+
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"  // formats come from the callers
+
 int format_real(char* out, std::size_t size, const char* specification, double value)
 {
-    const ::locale_t before = ::uselocale(c_locale());
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"  // the formatter builds its specifications
-    const int length = std::snprintf(out, size, specification, value);
-#pragma GCC diagnostic pop
-    ::uselocale(before);
-    return length;
+    const in_c_locale numbers;
+    return std::snprintf(out, size, specification, value);
 }
+
+int format_list(char* out, std::size_t size, const char* format, ut_va_list arguments)
+{
+    const in_c_locale numbers;
+    return std::vsnprintf(out, size, format, arguments);
+}
+
+#pragma GCC diagnostic pop
 
 double parse_real(const char* text, char** end)
 {
@@ -418,6 +436,7 @@ constexpr operations k_native{
     .temporary_directory = temporary_directory,
     .write_crash_dump = write_crash_dump,
     .format_real = format_real,
+    .format_list = format_list,
     .parse_real = parse_real,
 };
 

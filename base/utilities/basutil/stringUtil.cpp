@@ -13,6 +13,7 @@
 #include "basutform.h"
 #include "contract.h"
 #include "msgman.h"
+#include "platform.h"
 #include "runtime_format.h"
 #include "utgetenv.h"
 
@@ -178,7 +179,7 @@ void stringFormat(char* buffer, ut_uint64 size, const char* format, ...)
 {
     ut_va_list arguments;
     va_start(arguments, format);
-    std::vsnprintf(buffer, size, format, arguments);
+    ketriope::platform::os().format_list(buffer, size, format, arguments);
     va_end(arguments);
 }
 

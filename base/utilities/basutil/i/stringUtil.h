@@ -1,7 +1,7 @@
 /// \file i/stringUtil.h
 /// Helpers on `std::string`, and the report of a broken internal assumption.
 ///
-/// Case and white space are those of the "C" locale, whatever locale a tool has set.
+/// Case, white space and numbers are those of the "C" locale, whatever locale a tool has set.
 #pragma once
 #include "uttypes.h"
 #include <string>
