@@ -57,8 +57,9 @@ public:
     virtual ~msgDbManager();
 
     msgDbManager();
-    msgDbManager(const msgDbManager&) = delete;  // the tables own what they hold
-    msgDbManager& operator=(const msgDbManager&) = delete;
+    /// Member by member: a copy shares the records of its source.
+    msgDbManager(const msgDbManager&) = default;
+    msgDbManager& operator=(const msgDbManager&) = default;
 
     // ---- the one instance
 
@@ -240,27 +241,27 @@ private:
     help_table& help_data();
     help_table& navigation_data();
 
-    std::unordered_map<std::string, std::unique_ptr<msgCache>> m_messages;       ///< by MID
-    std::unordered_map<std::string, std::unique_ptr<msgFileCache>> m_files;      ///< by name and by FID
+    std::unordered_map<std::string, std::shared_ptr<msgCache>> m_messages;       ///< by MID
+    std::unordered_map<std::string, std::shared_ptr<msgFileCache>> m_files;      ///< by name and by FID
     std::string m_sourceDir;
-    std::unique_ptr<TiXmlDocument> m_index;
+    std::shared_ptr<TiXmlDocument> m_index;
     TiXmlElement* m_indexRoot = nullptr;
 
     msgCallback m_callback = nullptr;
     msgPostFunction m_postFunction = nullptr;
     msgTypeCallback m_typeCallbacks[5] = {};
     int m_lastSid = 0;
-    std::unordered_map<int, std::unique_ptr<msgPosted>> m_posts;                 ///< by SID
-    std::unique_ptr<msgPosted> m_errorStatus;
+    std::unordered_map<int, std::shared_ptr<msgPosted>> m_posts;                 ///< by SID
+    std::shared_ptr<msgPosted> m_errorStatus;
     std::vector<std::ostream*> m_streams;
     std::vector<UT_STREAM*> m_utStreams;
     std::vector<std::FILE*> m_logFiles;
     int m_piping = 0;
     msgCounters m_counters;
-    std::unordered_map<unsigned int, std::unique_ptr<logFileCache>> m_logs;      ///< by handle
+    std::unordered_map<unsigned int, std::shared_ptr<logFileCache>> m_logs;      ///< by handle
 
-    std::unique_ptr<help_table> m_help;
-    std::unique_ptr<help_table> m_navigation;
+    std::shared_ptr<help_table> m_help;
+    std::shared_ptr<help_table> m_navigation;
     std::recursive_mutex* m_section;  ///< one for the process, never destroyed
 };
 
