@@ -41,7 +41,7 @@ TEST(Contract, TheLineIsThatOfTheCallUnlessTheSiteFixesIt)
 {
     message_capture capture;
     capture.use_legacy_flow();
-    constexpr int k_line = __LINE__ + 2;
+    constexpr int k_line = __LINE__ + 1;
     const std::string err = stderr_of([] { ketriope::internal_report(k_site, "x"); });
     EXPECT_NE(err.find("INTERNAL CODE : ut:basutarray:" + std::to_string(k_line) + ":1.0\n"),
               std::string::npos)

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <utility>
 
 #include "basutform.h"
 #include "basutstr.h"
@@ -41,19 +42,16 @@ double mbytes(std::uint64_t bytes)
     return static_cast<double>(bytes) * k_bytes_to_mbytes;
 }
 
-/// Replaces an owned string by a copy of `text`, which may be the old one.
-void replace(char*& owned, const char* text)
+/// Puts `text` in the place of an owned string, which goes last: `text` may have been made from it.
+void replace(char*& owned, char* text)
 {
-    char* copy = ut_strdup(text);
-    std::free(owned);
-    owned = copy;
+    std::free(std::exchange(owned, text));
 }
 
-/// Like `replace`, for a site's tag: null counts as "", and a masked tag is kept in plain.
-void replace_tag(char*& owned, const char* tag)
+/// A copy of a site's tag: null counts as "", and a masked tag is copied in plain.
+char* tag_copy(const char* tag)
 {
-    replace(owned, tag != nullptr ? tag : "");
-    ut_strdecode(owned);
+    return ut_strdecode(ut_strdup(tag != nullptr ? tag : ""));
 }
 
 /// The number that a revision string such as "$Revision: 1.6 $" carries; other text is its own.
@@ -123,22 +121,22 @@ UT_MSGMAN::~UT_MSGMAN()
 
 void UT_MSGMAN::setprogname(const char* name)
 {
-    replace(program_name_, name);
+    replace(program_name_, ut_strdup(name));
 }
 
 void UT_MSGMAN::setpkgname(const char* name)
 {
-    replace_tag(package_name_, name);
+    replace(package_name_, tag_copy(name));
 }
 
 void UT_MSGMAN::setmodname(const char* name)
 {
-    replace_tag(module_name_, name);
+    replace(module_name_, tag_copy(name));
 }
 
 void UT_MSGMAN::setrcsrev(const char* text)
 {
-    replace(revision_, revision_number(text).c_str());
+    replace(revision_, ut_strdup(revision_number(text).c_str()));
 }
 
 void UT_MSGMAN::setSuppressFlag(unsigned char flag)
@@ -184,10 +182,12 @@ void UT_MSGMAN::message(UT_MSGTYPE type, const char* text, const char* pkg, cons
 
 void UT_MSGMAN::take_site(const char* pkg, const char* mod, short line, const char* rev, long data)
 {
-    setpkgname(pkg);
-    setmodname(mod);
-    line_ = line;
+    char* const package = tag_copy(pkg);  // all copied before the first field goes: each may be a field
+    char* const module = tag_copy(mod);
     setrcsrev(rev);
+    replace(package_name_, package);
+    replace(module_name_, module);
+    line_ = line;
     setdata(data);
 }
 
