@@ -15,6 +15,7 @@
 #include "msgman.h"
 #include "msgterminate.h"
 #include "stringUtil.h"
+#include "utbyteorder.h"
 #include "utgeometry.h"
 #include "utgetenv.h"
 #include "uttypes.h"
