@@ -13,6 +13,7 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/ketriopeConfigVersion.cma
   COMPATIBILITY SameMajorVersion)
 # Found from its own place, so that a prefix may be moved.
 file(RELATIVE_PATH pc_prefix ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+string(REGEX REPLACE "/$" "" pc_prefix ${pc_prefix})
 configure_file(${CMAKE_CURRENT_LIST_DIR}/ketriope.pc.in ${PROJECT_BINARY_DIR}/ketriope.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/ketriopeConfig.cmake ${PROJECT_BINARY_DIR}/ketriopeConfigVersion.cmake
   DESTINATION ${package_dir})
