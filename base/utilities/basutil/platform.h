@@ -98,6 +98,7 @@ struct operations {
     // Clocks and figures of this process.
     std::int64_t (*wall_clock)();  ///< seconds since 1970
     bool (*local_time)(std::int64_t when, std::tm& out);
+    bool (*utc_time)(std::int64_t when, std::tm& out);
     bool (*process_times)(cpu_times& out);  ///< false leaves `out` as it was
     memory_use (*process_memory)();
     int (*process_number)();
@@ -117,10 +118,12 @@ struct operations {
     bool (*temporary_directory)(std::string& out);  ///< with a separator at its end
     bool (*write_crash_dump)(const char* name);     ///< false where the system has no such thing
 
-    // Numbers as the "C" locale has them, whatever locale the tool has set.
+    // Numbers and times as the "C" locale has them, whatever locale the tool has set.
     int (*format_real)(char* out, std::size_t size, const char* specification, double value);
     int (*format_list)(char* out, std::size_t size, const char* format, ut_va_list arguments);  ///< vsnprintf
     double (*parse_real)(const char* text, char** end);
+    /// The length of the text; 0, with `out` undefined, if it does not fit with its terminator.
+    std::size_t (*format_time)(char* out, std::size_t size, const char* format, const std::tm& when);
 };
 
 /// The table of the system that this library was built for.

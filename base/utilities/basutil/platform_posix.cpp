@@ -210,6 +210,12 @@ bool local_time(std::int64_t when, std::tm& out)
     return ::localtime_r(&seconds, &out) != nullptr;
 }
 
+bool utc_time(std::int64_t when, std::tm& out)
+{
+    const ::time_t seconds = when;
+    return ::gmtime_r(&seconds, &out) != nullptr;
+}
+
 std::int64_t to_microseconds(const ::timeval& time)
 {
     return static_cast<std::int64_t>(time.tv_sec) * 1'000'000 + time.tv_usec;
@@ -356,7 +362,7 @@ bool write_crash_dump(const char*)
     return false;
 }
 
-// ---- numbers in the "C" locale
+// ---- numbers and times in the "C" locale
 
 ::locale_t c_locale()
 {
@@ -398,6 +404,14 @@ double parse_real(const char* text, char** end)
     return ::strtod_l(text, end, c_locale());
 }
 
+std::size_t format_time(char* out, std::size_t size, const char* format, const std::tm& when)
+{
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"  // the format is the caller's
+    return ::strftime_l(out, size, format, &when, c_locale());
+#pragma GCC diagnostic pop
+}
+
 constexpr operations k_native{
     .end_process = end_process,
     .end_process_now = end_process_now,
@@ -423,6 +437,7 @@ constexpr operations k_native{
     .show_dialog = show_dialog,
     .wall_clock = wall_clock,
     .local_time = local_time,
+    .utc_time = utc_time,
     .process_times = process_times,
     .process_memory = process_memory,
     .process_number = process_number,
@@ -438,6 +453,7 @@ constexpr operations k_native{
     .format_real = format_real,
     .format_list = format_list,
     .parse_real = parse_real,
+    .format_time = format_time,
 };
 
 }  // namespace
