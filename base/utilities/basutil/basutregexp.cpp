@@ -305,7 +305,7 @@ void UT_REGEXP::regtail(unsigned char* chain, unsigned char* target)
 {
     if (chain == &_regdummy) return;
     unsigned char* last = chain;
-    for (unsigned char* next = last; next != nullptr; next = regnext(next)) last = next;
+    while (unsigned char* const next = regnext(last)) last = next;
     const std::ptrdiff_t distance = *last == k_back ? last - target : target - last;
     last[1] = static_cast<unsigned char>(distance >> 8);
     last[2] = static_cast<unsigned char>(distance);

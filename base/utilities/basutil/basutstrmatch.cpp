@@ -13,7 +13,7 @@ constexpr std::size_t k_too_long_for_brackets = 10'000;
 
 bool has_wildcard(std::string_view text) noexcept
 {
-    return text.find('*') != text.npos;
+    return text.find('*') != std::string_view::npos;
 }
 
 /// The regular expression of a text with wildcards. The rest of the syntax stays alive in it: callers

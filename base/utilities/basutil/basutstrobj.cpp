@@ -304,7 +304,7 @@ void UT_STROBJ::add(std::string_view addition)
         *this = UT_STROBJ(pieces{view(), addition});
         return;
     }
-    const std::less<const char*> before;
+    const std::less<> before;  // in one order for all pointers, which `<` does not promise
     const bool own = !before(addition.data(), text()) && before(addition.data(), text() + length_);
     const char* source = own ? addition.data() - count : addition.data();
     offset_ -= count;
