@@ -1,0 +1,89 @@
+// console.cpp
+#include "console.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+#if defined(_WIN32)
+#include <io.h>
+#else
+#include <unistd.h>
+#endif
+
+#include "msgman.h"
+
+namespace ketriope::tool {
+namespace {
+
+bool output_is_terminal()
+{
+#if defined(_WIN32)
+    return ::_isatty(::_fileno(stdout)) != 0;
+#else
+    return ::isatty(STDOUT_FILENO) != 0;
+#endif
+}
+
+/// Colours are for people: never in a pipe or a file, and not where somebody asked for none.
+bool shows_colours()
+{
+    const char* const unwanted = std::getenv("NO_COLOR");
+    if (unwanted != nullptr && *unwanted != '\0') return false;
+    const char* const terminal = std::getenv("TERM");
+    return terminal != nullptr && std::string_view(terminal) != "dumb" && output_is_terminal();
+}
+
+bool is_shown_as_it_is(unsigned char byte)
+{
+    return (byte >= ' ' && byte <= '~') || byte == '\t';
+}
+
+}  // namespace
+
+void print(const std::string& text)
+{
+    *ut_msgman << text.c_str();
+}
+
+void report_error(const std::string& text)
+{
+    ut_msgman->flush();
+    ut_error(text.c_str());
+}
+
+void report_warning(const std::string& text)
+{
+    ut_msgman->flush();
+    ut_warning(text.c_str());
+}
+
+std::string printable(std::string_view text)
+{
+    constexpr char k_digits[] = "0123456789ABCDEF";
+    std::string shown;
+    shown.reserve(text.size());
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (is_shown_as_it_is(byte))
+            shown.push_back(c);
+        else
+            shown.append({'<', k_digits[byte >> 4], k_digits[byte & 15], '>'});
+    }
+    return shown;
+}
+
+std::string highlighted(const std::string& text)
+{
+    static const bool coloured = shows_colours();
+    return coloured && !text.empty() ? "\033[1;31m" + text + "\033[m" : text;
+}
+
+bool finish_output()
+{
+    ut_msgman->flush();
+    if (std::ferror(stdout) == 0) return true;
+    report_error("Standard output could not be written: what it got is not complete.");
+    return false;
+}
+
+}  // namespace ketriope::tool

@@ -1,0 +1,29 @@
+/// \file console.h
+/// What the commands write: results to standard output, reports to standard error.
+///
+/// All goes through the message manager of the suite, so that a tool which puts its own in place, or
+/// the message database, sees it.
+#pragma once
+#include <string>
+#include <string_view>
+
+namespace ketriope::tool {
+
+/// Writes text to standard output as it is: neither folded nor cleaned. It holds no NUL.
+void print(const std::string& text);
+
+/// Reports an error or a warning, behind the results that came before it.
+void report_error(const std::string& text);
+void report_warning(const std::string& text);
+
+/// The text as a terminal can show it in one line: a byte other than blank to `~` and tab comes as its
+/// number, `<0A>`.
+std::string printable(std::string_view text);
+
+/// The text as it is printed, made to stand out where the output is a terminal that shows colours.
+std::string highlighted(const std::string& text);
+
+/// Writes out what standard output still holds. Errors: false, reported, if anything was lost on the way.
+bool finish_output();
+
+}  // namespace ketriope::tool

@@ -1,0 +1,122 @@
+// input_file.cpp
+#include "input_file.h"
+
+#include <cerrno>
+
+#include "basutfile.h"
+#include "basutstream.h"
+#include "console.h"
+
+using namespace std::string_literals;
+
+namespace ketriope::tool {
+namespace {
+
+constexpr std::size_t k_piece = 65536;
+
+/// Why the system refused, in words that do not depend on it.
+std::string reason_of(int error)
+{
+    switch (error) {
+    case 0: return "it ends behind its signature";  // packed data without a version, reported already
+    case ENOENT: return "there is no such file";
+    case ENOTDIR: return "a part of its path is not a directory";
+    case EACCES:
+    case EPERM: return "permission denied";
+    case ENAMETOOLONG: return "its name is too long";
+    case ELOOP: return "its path runs in a circle of links";
+    case EIO: return "the device failed";
+    default: return "the system gives error " + std::to_string(error);
+    }
+}
+
+}  // namespace
+
+input_file::input_file(const char* name) : name_(name), shown_name_(printable(name))
+{
+    if (ut_file.isdir(name))
+        fail("it is a directory");
+    else if (ut_file.exist(name) && !ut_file.isfile(name))
+        fail("it is neither a file nor a directory");
+    else
+        open();
+}
+
+input_file::~input_file()
+{
+    if (stream_ != nullptr) ut_file.close(stream_);
+}
+
+void input_file::open()
+{
+    ut_file.clearerror();
+    stream_ = ut_file.open(name_.c_str(), UT_ACCESS_READ, 0);
+    if (stream_ == nullptr) fail(reason_of(ut_file.geterror()));
+}
+
+void input_file::fail(const std::string& reason)
+{
+    failed_ = true;
+    report_error("Cannot read '" + shown_name_ + "': " + reason + ".");
+}
+
+const char* input_file::form() const
+{
+    const int access = stream_->getaccess();
+    if ((access & UT_ACCESS_PACKED) != 0) return "packed";
+    if ((access & UT_ACCESS_GCA) != 0) return "GCA";
+    if ((access & UT_ACCESS_GCB) != 0) return "GCB";
+    return "plain";
+}
+
+ut_int64 input_file::size() const
+{
+    return ut_file.getsize(name_.c_str());
+}
+
+std::string_view input_file::next()
+{
+    if (failed_) return {};
+    piece_.resize(k_piece);
+    const int count = stream_->read(piece_.data(), static_cast<int>(piece_.size()));
+    if (const int error = stream_->geterror(); error != 0) {
+        fail(error == ENOTSUP
+                 ? "its content is stored in the form "s + form() + ", which this version cannot decode"
+                 : reason_of(error));
+        return {};
+    }
+    return {reinterpret_cast<const char*>(piece_.data()), static_cast<std::size_t>(count)};
+}
+
+bool line_reader::next()
+{
+    begin_ = rest_;
+    std::size_t feed = held_.find('\n', begin_);
+    while (feed == std::string::npos) {
+        const std::size_t searched = held_.size() - begin_;
+        if (!fill()) break;
+        feed = held_.find('\n', begin_ + searched);
+    }
+    if (file_.failed()) return false;
+    if (feed == std::string::npos) {  // the last line may lack its end
+        end_ = rest_ = held_.size();
+        return begin_ < end_;
+    }
+    end_ = feed > begin_ && held_[feed - 1] == '\r' ? feed - 1 : feed;
+    held_[end_] = '\0';
+    rest_ = feed + 1;
+    return true;
+}
+
+/// Gets more of the file behind the line, and drops the lines before it.
+bool line_reader::fill()
+{
+    const std::string_view more = file_.next();
+    if (more.empty()) return false;
+    held_.erase(0, begin_);
+    begin_ = 0;
+    held_.append(more);
+    return true;
+}
+
+}  // namespace ketriope::tool
