@@ -205,8 +205,8 @@ UT_STREAM* UT_FILEMANAGER::open_at_end(const char* name, UT_ACCESS access, long 
     file_status found;
     const bool there = os().status(text_or_empty(name), found);
     UT_STREAM* stream = add_ofile(name, access, nullptr, 0);
-    if (stream != nullptr && there && found.size > back)
-        stream->setfoffset(static_cast<long>(found.size) - back);
+    if (stream != nullptr && there && found.size > 0)
+        stream->setfoffset(static_cast<long>(std::max<std::int64_t>(found.size - back, 0)));
     return stream;
 }
 
