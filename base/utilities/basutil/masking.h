@@ -8,9 +8,10 @@
 
 namespace ketriope {
 
+/// Never 0, so that no character stays what it is.
 constexpr unsigned mask_at(std::uint64_t position) noexcept
 {
-    return static_cast<unsigned>(position * 37 + 0x5B) & 0x7FU;
+    return 1 + static_cast<unsigned>((position * 37 + 0x5B) % 127);
 }
 
 /// The masked form of `c` at `position` in its text.
