@@ -1,7 +1,6 @@
 // command.cpp: the list of the commands. A new one is a source file and two lines here.
 #include "command.h"
 
-#include <algorithm>
 #include <array>
 
 namespace ketriope::tool {
@@ -19,8 +18,10 @@ std::span<const command* const> all_commands() noexcept
 
 const command* find_command(std::string_view name) noexcept
 {
-    const auto found = std::ranges::find(k_commands, name, [](const command* one) { return one->name; });
-    return found != k_commands.end() ? *found : nullptr;
+    for (const command* one : k_commands) {
+        if (one->name == name) return one;
+    }
+    return nullptr;
 }
 
 std::string call_of(const command& which)

@@ -2,7 +2,6 @@
 #include "console.h"
 
 #include <cstdio>
-#include <cstdlib>
 
 #if defined(_WIN32)
 #include <io.h>
@@ -11,6 +10,7 @@
 #endif
 
 #include "msgman.h"
+#include "utgetenv.h"
 
 namespace ketriope::tool {
 namespace {
@@ -27,15 +27,10 @@ bool output_is_terminal()
 /// Colours are for people: never in a pipe or a file, and not where somebody asked for none.
 bool shows_colours()
 {
-    const char* const unwanted = std::getenv("NO_COLOR");
+    const char* const unwanted = ut_getenv("NO_COLOR");
     if (unwanted != nullptr && *unwanted != '\0') return false;
-    const char* const terminal = std::getenv("TERM");
+    const char* const terminal = ut_getenv("TERM");
     return terminal != nullptr && std::string_view(terminal) != "dumb" && output_is_terminal();
-}
-
-bool is_shown_as_it_is(unsigned char byte)
-{
-    return (byte >= ' ' && byte <= '~') || byte == '\t';
 }
 
 }  // namespace
@@ -48,13 +43,13 @@ void print(const std::string& text)
 void report_error(const std::string& text)
 {
     ut_msgman->flush();
-    ut_error(text.c_str());
+    ut_c_error(text.c_str());
 }
 
 void report_warning(const std::string& text)
 {
     ut_msgman->flush();
-    ut_warning(text.c_str());
+    ut_c_warning(text.c_str());
 }
 
 std::string printable(std::string_view text)
@@ -64,7 +59,7 @@ std::string printable(std::string_view text)
     shown.reserve(text.size());
     for (const char c : text) {
         const auto byte = static_cast<unsigned char>(c);
-        if (is_shown_as_it_is(byte))
+        if (is_printable(c))
             shown.push_back(c);
         else
             shown.append({'<', k_digits[byte >> 4], k_digits[byte & 15], '>'});

@@ -13,11 +13,19 @@ namespace ketriope::tool {
 void print(const std::string& text);
 
 /// Reports an error or a warning, behind the results that came before it.
+///
+/// It goes to the message manager directly: so it looks the same, and reaches standard error, whether the
+/// message database is in charge or not, and needs no catalogue.
 void report_error(const std::string& text);
 void report_warning(const std::string& text);
 
-/// The text as a terminal can show it in one line: a byte other than blank to `~` and tab comes as its
-/// number, `<0A>`.
+/// True for blank to `~` and tab, whatever the locale.
+constexpr bool is_printable(char c) noexcept
+{
+    return (c >= ' ' && c <= '~') || c == '\t';
+}
+
+/// The text as a terminal can show it in one line: a byte that is not printable comes as its number, `<0A>`.
 std::string printable(std::string_view text);
 
 /// The text as it is printed, made to stand out where the output is a terminal that shows colours.

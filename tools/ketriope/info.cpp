@@ -14,10 +14,10 @@
 namespace ketriope::tool {
 namespace {
 
-/// True for what a text is made of: blank to `~`, tab and line ends.
+/// True for what a text is made of.
 constexpr bool is_text(char c) noexcept
 {
-    return (c >= ' ' && c <= '~') || c == '\t' || c == '\n' || c == '\r';
+    return is_printable(c) || c == '\n' || c == '\r';
 }
 
 /// A number of things, such as "1 byte" and "2 bytes".
@@ -90,10 +90,10 @@ void survey::finish()
 
 void survey::look_for_unprintable(std::string_view piece)
 {
-    const auto odd = std::ranges::find_if_not(piece, is_text);
-    if (odd == piece.end()) return;
-    const auto at = static_cast<std::size_t>(odd - piece.begin());
-    unprintable_ = {size_ + at, static_cast<unsigned char>(*odd)};
+    const char* const end = piece.data() + piece.size();
+    const char* const odd = std::find_if_not(piece.data(), end, is_text);
+    if (odd == end) return;
+    unprintable_ = {size_ + static_cast<ut_uint64>(odd - piece.data()), static_cast<unsigned char>(*odd)};
 }
 
 std::string survey::lines() const
