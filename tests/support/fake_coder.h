@@ -32,6 +32,7 @@ public:
     ketriope::coder_versions versions{'1', '1'};  ///< what a packer says it writes
     int finished = 0;
     bool finish_raises = false;
+    bool write_raises = false;
     bool whole_blocks = false;  ///< a read above 16383 brings 32768 bytes of 'B', as a block would
 
 private:
@@ -56,6 +57,7 @@ private:
         }
         void write(const unsigned char* from, std::size_t count) override
         {
+            if (log_.write_raises) throw -1;
             log_.writes.push_back(count);
             std::vector<unsigned char> stored(from, from + count);
             for (unsigned char& byte : stored) byte ^= k_mask;

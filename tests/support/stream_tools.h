@@ -88,6 +88,14 @@ inline int reports_of(const message_capture& capture, std::string_view text)
     return count;
 }
 
+/// A report as it was before it was folded into lines.
+inline std::string unfolded(std::string text)
+{
+    for (std::size_t at = 0; (at = text.find('\n', at)) != std::string::npos; ++at)
+        text.replace(at, text.find_first_not_of("\n ", at) - at, " ");
+    return text;
+}
+
 /// The operations that a device keeps for its own kind.
 template <class Device>
 class opened : public Device {
@@ -120,7 +128,7 @@ void expect_contract(const char* module, const char* text, Work work)
     EXPECT_EQ(capture.last(), (post{"common", "0000", module, text}));
     capture.use_legacy_flow();
     int exit_value = 0;
-    const std::string shown = stderr_of([&] { exit_value = capture.exit_value_of(work); });
+    const std::string shown = unfolded(stderr_of([&] { exit_value = capture.exit_value_of(work); }));
     EXPECT_EQ(exit_value, 1);
     EXPECT_NE(shown.find(text), std::string::npos) << shown;
 }
