@@ -18,10 +18,12 @@
 
 #include "basutstream.h"
 #include "child_process.h"
+#include "fake_coder.h"
 #include "message_capture.h"
 #include "msgman.h"
 #include "platform.h"
 #include "scoped_environment.h"
+#include "stream_tools.h"
 #include "temp_directory.h"
 
 namespace {
@@ -53,20 +55,13 @@ private:
     const operations& before_;
 };
 
-/// One of the figures that a stream prints about itself.
-int shown_by_dump(const UT_STREAM& stream, const std::string& label)
-{
-    const std::string text = stdout_of([&] { stream.dump(); });
-    const std::size_t at = text.find(label + ':');
-    return at != std::string::npos ? std::stoi(text.substr(at + label.size() + 1)) : -999;
-}
 int buffer_length(const UT_STREAM& stream)
 {
-    return shown_by_dump(stream, "Length of the transparent buffer");
+    return static_cast<int>(dumped(stream)["Length of the transparent buffer"]);
 }
 int start_offset(const UT_STREAM& stream)
 {
-    return shown_by_dump(stream, "Start offset");
+    return static_cast<int>(dumped(stream)["Start offset"]);
 }
 
 bool is_open(int descriptor)
@@ -77,15 +72,8 @@ bool is_open(int descriptor)
 std::string rest_of(UT_STREAM& stream)
 {
     std::string bytes;
-    std::array<unsigned char, 1000> piece{};
-    while (const int count = stream.read(piece.data(), static_cast<int>(piece.size())))
-        bytes.append(piece.begin(), piece.begin() + count);
+    for (std::string piece; !(piece = read_text(stream, 1000)).empty();) bytes += piece;
     return bytes;
-}
-
-void put(UT_STREAM& stream, const std::string& bytes)
-{
-    stream.write(reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<int>(bytes.size()));
 }
 
 /// A manager of the test's own, a directory for its files, and all that it reports.
@@ -141,7 +129,7 @@ TEST_F(FileManager, WhatIsWrittenReachesTheFileAtCloseAndIsReadBack)
     EXPECT_EQ(out->is_access_compressed(), 0);
     EXPECT_EQ(buffer_length(*out), 4096);
     EXPECT_EQ(start_offset(*out), 0);
-    put(*out, "abc\n");
+    write_text(*out, "abc\n");
     EXPECT_EQ(file_bytes(path("a")), "");
     EXPECT_EQ(files_->close(out), 1);
     EXPECT_EQ(file_bytes(path("a")), "abc\n");
@@ -171,7 +159,7 @@ TEST_F(FileManager, TruncationRemovesTheFileFirstSoAnotherNameKeepsTheContent)
     write_file(path("a"), "old content");
     std::filesystem::create_hard_link(path("a"), path("b"));
     UT_STREAM* out = open("a", 2, 1);
-    put(*out, "new");
+    write_text(*out, "new");
     files_->close(out);
     EXPECT_EQ(file_bytes(path("a")), "new");
     EXPECT_EQ(file_bytes(path("b")), "old content");
@@ -182,7 +170,7 @@ TEST_F(FileManager, WithoutTruncationWritingStartsOverTheOldBytes)
 {
     write_file(path("a"), "old content");
     UT_STREAM* out = open("a", 2);
-    put(*out, "new");
+    write_text(*out, "new");
     files_->close(out);
     EXPECT_EQ(file_bytes(path("a")), "new content");
 }
@@ -409,7 +397,7 @@ TEST_F(FileManager, AppendingStartsAtTheEnd)
     ASSERT_NE(out, nullptr);
     EXPECT_EQ(out->getaccess(), 6);
     EXPECT_EQ(out->getfoffset(), 3);
-    put(*out, "def");
+    write_text(*out, "def");
     files_->close(out);
     EXPECT_EQ(file_bytes(path("a")), "abcdef");
 }
@@ -422,7 +410,7 @@ TEST_F(FileManager, AppendingTakesEveryFileAsPlain)
         ASSERT_NE(out, nullptr);
         EXPECT_EQ(out->getaccess(), 6);
         EXPECT_EQ(start_offset(*out), 0);
-        put(*out, "def");
+        write_text(*out, "def");
         files_->close(out);
         EXPECT_EQ(file_bytes(path("a")), form.head + "def");
     }
@@ -577,7 +565,7 @@ TEST_F(FileManager, CloseTellsWhatCouldNotBeWritten)
 {
     UT_STREAM* out = files_->open("/dev/full", UT_ACCESS_WRITE, 0);
     ASSERT_NE(out, nullptr);
-    put(*out, "abc");
+    write_text(*out, "abc");
     EXPECT_EQ(files_->close(out), 1);
     EXPECT_EQ(files_->geterror(), ENOSPC);
 }
@@ -613,7 +601,7 @@ TEST_F(FileManager, ACallersStreamIsPutBackAtCloseAndMayBeOpenedAgain)
         const int descriptor = stream.getfid();
         EXPECT_TRUE(is_open(descriptor));
         EXPECT_EQ(buffer_length(stream), 3000);
-        put(stream, name);
+        write_text(stream, name);
         EXPECT_EQ(files_->close(&stream), 1);
         EXPECT_FALSE(is_open(descriptor));
         EXPECT_EQ(stream.getfid(), -1);
@@ -628,7 +616,7 @@ TEST_F(FileManager, ACallersStreamMayOutliveTheManager)
 {
     UT_STREAM stream(UT_ACCESS_WRITE, 3000, nullptr);
     ASSERT_EQ(open("a", stream, 1), &stream);
-    put(stream, "abc");
+    write_text(stream, "abc");
     files_.reset();
     EXPECT_EQ(stream.getfid(), -1);
     EXPECT_EQ(file_bytes(path("a")), "abc");
@@ -643,7 +631,7 @@ TEST_F(FileManager, ACallersStreamWithADescriptorIsOnlyEntered)
     EXPECT_EQ(stream.getfid(), descriptor);
     EXPECT_EQ(stdout_of([&] { files_->dumpopenfiles(); }),
               "Open files list:\n" + path("never made") + " : write \n");
-    put(stream, "abc");
+    write_text(stream, "abc");
     EXPECT_EQ(files_->close(&stream), 1);
     EXPECT_FALSE(is_open(descriptor));
     EXPECT_EQ(file_bytes(path("a")), "abc");
@@ -663,7 +651,7 @@ TEST_F(FileManager, ACallersDescriptorIsFollowedToItsEndForAppending)
     write_file(path("a"), "abc");
     UT_STREAM stream(::open(path("a").c_str(), O_WRONLY | O_CLOEXEC), mask(6), 4096, nullptr);
     ASSERT_EQ(open("a", stream), &stream);
-    put(stream, "def");
+    write_text(stream, "def");
     files_->close(&stream);
     EXPECT_EQ(file_bytes(path("a")), "abcdef");
 }
@@ -749,7 +737,7 @@ TEST_F(FileManager, ACallersStreamThatEndsWhileOpenLeavesTheTable)
         UT_STREAM stream(UT_ACCESS_WRITE, 4096, nullptr);
         ASSERT_EQ(open("a", stream, 1), &stream);
         descriptor = stream.getfid();
-        put(stream, "lost: only close writes out");
+        write_text(stream, "lost: only close writes out");
     }
     EXPECT_FALSE(is_open(descriptor));
     EXPECT_EQ(stdout_of([&] { files_->dumpopenfiles(); }), "Open files list:\n");
@@ -785,6 +773,90 @@ TEST_F(FileManager, AStreamMadeWithOneAsItsOwnerBelongsToTheManagerOfTheProcess)
     EXPECT_FALSE(is_open(descriptor));
 }
 
+// ---- content that goes through a compressor
+
+/// `content` as the stand-in for the compressors stores it, behind what leads the file.
+std::string stored(const form_row& form, std::string content)
+{
+    for (char& byte : content) byte = static_cast<char>(byte ^ fake_coders::k_mask);
+    return form.head + content;
+}
+
+TEST_F(FileManager, CloseCompletesWhatACompressorHolds)
+{
+    fake_coders coders;
+    UT_STREAM* out = open("a", 10, 1);
+    write_text(*out, "abc");
+    EXPECT_EQ(files_->close(out), 1);
+    EXPECT_EQ(file_bytes(path("a")), stored(k_forms[0], "abc") + ".");
+    EXPECT_THAT(coders.living, IsEmpty());
+
+    UT_STREAM callers(mask(10), 2048, nullptr);
+    open("b", callers, 1);
+    write_text(callers, "abc");
+    files_->close(&callers);
+    EXPECT_EQ(file_bytes(path("b")), file_bytes(path("a")));
+    EXPECT_THAT(coders.living, IsEmpty());
+}
+
+TEST_F(FileManager, TheEndCompletesWhatACompressorHolds)
+{
+    fake_coders coders;
+    write_text(*open("a", 10, 1), "abc");
+    files_.reset();
+    EXPECT_EQ(file_bytes(path("a")), stored(k_forms[0], "abc") + ".");
+}
+
+TEST_F(FileManager, ACompressorThatRaisesLeavesNothingOpen)
+{
+    fake_coders coders;
+    coders.finish_raises = true;
+    UT_STREAM* out = open("a", 10, 1);
+    const int descriptor = out->getfid();
+    write_text(*out, "abc");
+    EXPECT_THROW(files_->close(out), int);
+    EXPECT_FALSE(is_open(descriptor));
+    EXPECT_THAT(coders.living, IsEmpty());
+    EXPECT_EQ(stdout_of([&] { files_->dumpopenfiles(); }), "Open files list:\n");
+}
+
+TEST_F(FileManager, ACallersPackedStreamHasRoomForWhatItReads)
+{
+    fake_coders coders;
+    const std::string content = varied_text(50'000);
+    write_file(path("a"), stored(k_forms[0], content));
+    UT_STREAM stream(mask(9), 2048, nullptr);
+    ASSERT_EQ(open("a", stream), &stream);
+    EXPECT_EQ(stream.seekstart(), 1);  // beyond the version bytes
+    EXPECT_EQ(rest_of(stream), content);
+}
+
+TEST_F(FileManager, GetrsizeReadsACompressedFileWhole)
+{
+    fake_coders coders;
+    for (const form_row& form : k_forms)
+        for (const std::size_t size : {1u, 4096u, 50'000u}) {
+            write_file(path("a"), stored(form, varied_text(size)));
+            EXPECT_EQ(files_->getrsize(path("a").c_str()), static_cast<long>(size)) << form.name;
+        }
+    EXPECT_THAT(coders.reads, testing::Each(4096u));
+    EXPECT_EQ(stdout_of([&] { files_->dumpopenfiles(); }), "Open files list:\n");
+}
+
+TEST_F(FileManager, AppendTakesTheContentOfACompressedFile)
+{
+    fake_coders coders;
+    const std::string content = varied_text(50'000);
+    for (const form_row& form : k_forms) {
+        write_file(path("from"), stored(form, content));
+        write_file(path("to"), "old");
+        EXPECT_EQ(files_->append(path("from").c_str(), path("to").c_str()), 1);
+        EXPECT_EQ(file_bytes(path("to")), "old" + content);
+        EXPECT_EQ(files_->appendplus(path("from").c_str(), path("to").c_str()), 1);
+        EXPECT_EQ(file_bytes(path("to")), "old" + content + content);
+    }
+}
+
 // ---- the end
 
 TEST_F(FileManager, TheEndFlushesAndClosesEveryStream)
@@ -792,7 +864,7 @@ TEST_F(FileManager, TheEndFlushesAndClosesEveryStream)
     std::vector<int> descriptors;
     for (const std::string name : {"a", "b", "c"}) {
         UT_STREAM* out = open(name, 2, 1);
-        put(*out, "content of " + name);
+        write_text(*out, "content of " + name);
         descriptors.push_back(out->getfid());
     }
     files_.reset();
@@ -831,9 +903,9 @@ TEST_F(FileManager, WhatOneStreamRaisesAtTheEndComesWhenTheOthersAreClosed)
 {
     stream_that_raises bad;
     ASSERT_EQ(open("bad", bad, 1), &bad);
-    put(bad, "x");
+    write_text(bad, "x");
     UT_STREAM* good = open("good", 2, 1);
-    put(*good, "good");
+    write_text(*good, "good");
     write_file(path("temporary"), "x");
     files_->addtmpnam(path("temporary").c_str());
     EXPECT_THROW(delete files_.release(), int);
@@ -847,7 +919,7 @@ TEST_F(FileManager, WhatAStreamRaisesAtCloseLeavesTheTableInOrder)
     stream_that_raises bad;
     ASSERT_EQ(open("bad", bad, 1), &bad);
     const int descriptor = bad.getfid();
-    put(bad, "x");
+    write_text(bad, "x");
     EXPECT_THROW(files_->close(&bad), int);
     EXPECT_FALSE(is_open(descriptor));
     EXPECT_EQ(files_->close(&bad), 0);
