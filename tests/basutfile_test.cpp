@@ -1339,6 +1339,37 @@ TEST_F(FileManager, FindTriesA1024thCharacterAndReportsMore)
     EXPECT_THAT(capture_.posts(), ElementsAre(post{"framework", "1413", "", ""}));
 }
 
+/// Keeps the arguments of the numbered messages that it gets.
+class argument_keeper final : public ketriope::message_database {
+public:
+    void post_numbered(const char* category, const char* number, ut_va_list arguments) override
+    {
+        const std::string first = va_arg(arguments, const char*);
+        const std::string second = va_arg(arguments, const char*);
+        kept = std::string(category) + ' ' + number + ' ' + std::to_string(first.size()) + ' ' + second + ' ' +
+               std::to_string(va_arg(arguments, int));
+    }
+    void post_contract(const char*, int, const char*) override {}
+    void post_text(const char*, const char*) override {}
+    void post_finished(int, const char*) override {}
+    void show_types(int, bool) override {}
+
+    std::string kept;
+};
+
+TEST_F(FileManager, FindGivesTheDatabaseThePathTheNameAndTheLimit)
+{
+    const std::string too_long(1'020, 'p');
+    const char* paths[] = {too_long.c_str()};
+    char result[1024] = "";
+    argument_keeper keeper;
+    ketriope::message_database* const before = ketriope::install_database(&keeper);
+    EXPECT_EQ(files_->find("0123456789", paths, 1, result), nullptr);
+    ketriope::install_database(before);
+    EXPECT_EQ(keeper.kept, "framework 1413 1020 0123456789 1024");
+    EXPECT_EQ(files_->geterror(), 0);
+}
+
 TEST_F(FileManager, FindReportsALongPathInWordsAndGoesOn)
 {
     capture_.use_legacy_flow();

@@ -221,7 +221,7 @@ void UT_FILEMANAGER::close_all()
 {
     std::exception_ptr raised;
     for (const slot& used : slots_) {
-        if (used.descriptor == -1) continue;
+        if (used.stream == nullptr) continue;
         try {
             rm_ofile(used.stream);
         } catch (...) {
@@ -236,7 +236,7 @@ void UT_FILEMANAGER::dumpopenfiles()
 {
     *ut_msgman << "Open files list:\n";
     for (const slot& used : slots_) {
-        if (used.descriptor == -1) continue;
+        if (used.stream == nullptr) continue;
         const bool writes = used.stream->getaccess() == UT_ACCESS_WRITE;
         *ut_msgman << used.name.c_str() << (writes ? " : write \n" : " : read  \n");
     }

@@ -63,8 +63,10 @@ public:
 
     /// Deletes a file, never a directory.
     unsigned char remove(const char* name);
-    /// Deletes `to`, then gives `from` its name; the result is that of the second step alone, and the
-    /// first is not undone when it fails.
+    /// Deletes `to`, then gives its name to `from`, another file.
+    ///
+    /// The result is that of the second step alone, though both leave their errors in `geterror`. What was
+    /// deleted does not come back when the second step fails.
     unsigned char rename(const char* from, const char* to);
     /// Copies the bytes of `from` into `to`, another file, which is made or overwritten.
     ///
@@ -79,8 +81,11 @@ public:
     unsigned char appendline(const char* text, const char* to);
     /// The same over the last two bytes of `to`, so that `text` continues its last line.
     unsigned char appendstring(const char* text, const char* to);
+    /// Makes a directory.
     unsigned char mkdir(const char* name);
+    /// Removes an empty directory.
     unsigned char rmdir(const char* name);
+    /// Makes `name` the working directory of the process.
     unsigned char chdir(const char* name);
 
     /// Stores the working directory in `buffer`, `length` bytes with the terminator.
@@ -99,7 +104,8 @@ public:
 
     /// Makes a name below "TEMP" that is not in use, with slashes throughout, and stores it in `buffer`.
     ///
-    /// With a null `buffer` it stands in one that the whole process shares, good until the next such call.
+    /// Shape: `buffer` has room for the value of "TEMP" and 40 bytes more. With a null `buffer` the name
+    /// stands in one that the whole process shares, good until the next such call.
     /// Errors: `buffer` as it was if "TEMP" is not set; null if no name was found.
     char* tmpnam(char* buffer);
     /// Enters a copy of `name` in the list of files deleted at the end; 0 if it has 30, or for null.
@@ -107,6 +113,7 @@ public:
     /// Takes `name` off that list; 0 if it was not there.
     unsigned char remtmpnam(const char* name);
 
+    /// True for anything that has this name.
     unsigned char exist(const char* name);
     /// Errors: 13 for what is no directory; likewise the three below for what is not as asked.
     unsigned char isdir(const char* name);
