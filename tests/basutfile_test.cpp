@@ -1346,8 +1346,8 @@ public:
     {
         const std::string first = va_arg(arguments, const char*);
         const std::string second = va_arg(arguments, const char*);
-        kept = std::string(category) + ' ' + number + ' ' + std::to_string(first.size()) + ' ' + second + ' ' +
-               std::to_string(va_arg(arguments, int));
+        kept = std::string(category) + ' ' + number + ' ' + std::to_string(first.size()) + ' ' + second +
+               ' ' + std::to_string(va_arg(arguments, int));
     }
     void post_contract(const char*, int, const char*) override {}
     void post_text(const char*, const char*) override {}
