@@ -158,7 +158,8 @@ TEST_F(KetriopeTool, InfoTellsOffsetAndValueOfTheFirstUnprintableByte)
 
 TEST_F(KetriopeTool, InfoReadsLinesOfAnyLengthAndAcrossAllBorders)
 {
-    for (const std::size_t length : {4095, 4096, 65534, 65535, 65536, 65537, 1000003}) {
+    for (const std::size_t length :
+         std::vector<std::size_t>{4095, 4096, 65534, 65535, 65536, 65537, 1000003}) {
         const std::string name = file("long.txt", std::string(length, 'x') + "\r\nab\n\x01");
         EXPECT_EQ(tool({"info", name}).out,
                   description(name, "plain", std::to_string(length + 6) + " bytes",
@@ -390,7 +391,7 @@ TEST_F(KetriopeTool, GrepOfALongBinaryLineEnds)
 
 TEST_F(KetriopeTool, GrepFindsWhatStandsAtTheEndOfALongLine)
 {
-    for (const std::size_t length : {4093, 65533, 65534, 65535, 65536, 200001}) {
+    for (const std::size_t length : std::vector<std::size_t>{4093, 65533, 65534, 65535, 65536, 200001}) {
         const std::string text = std::string(length, 'x') + "end";
         const std::string name = file("long", "first\n" + text + "\nlast");
         EXPECT_EQ(tool({"grep", "end", name}).out, name + ":2:" + std::to_string(length + 1) + "-" +
