@@ -5,12 +5,12 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <limits>
 #include <utility>
 
 #include "basutform.h"
 #include "basutstr.h"
+#include "hanging_indent.h"
 #include "msgdatabase.h"
 #include "platform.h"
 #include "startup.h"
@@ -71,17 +71,6 @@ std::string support_line()
 {
     return std::string("For support, contact ") + ketriope::k_vendor + " technical support at " +
            ketriope::k_support_phones + ", or " + ketriope::k_support_mail + ".";
-}
-
-/// How far the second and later lines of `text` stand in: behind its label.
-short hanging_indent(const char* text)
-{
-    const char* const hyphen = std::strchr(text, '-');
-    const char* const colon = std::strchr(text, ':');
-    if (hyphen == nullptr && colon == nullptr) return 3;
-    const char* const first = hyphen == nullptr ? colon : colon == nullptr ? hyphen : std::min(hyphen, colon);
-    // The fold turns an indent beyond the line into none, and a width is never this large.
-    return static_cast<short>(std::min<std::ptrdiff_t>(first - text + 2, std::numeric_limits<short>::max()));
 }
 
 void report_peak_memory(const char* when)
@@ -245,7 +234,7 @@ char** UT_MSGMAN::format(const char* text, short* count)
         ut_strcleanstring(line.data());
     else if (line.ends_with('\n'))
         line.pop_back();
-    const short indent = type_ == UT_MSG_STATUS ? short{0} : hanging_indent(line.c_str());
+    const short indent = type_ == UT_MSG_STATUS ? short{0} : ketriope::hanging_indent(line);
     return ut_strbreakstring(line.c_str(), width_, count, indent);
 }
 

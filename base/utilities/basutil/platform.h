@@ -9,6 +9,7 @@
 #include "uttypes.h"
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <ctime>
 #include <string>
 
@@ -75,6 +76,9 @@ struct operations {
     std::int64_t (*read)(int descriptor, void* out, std::size_t count);  ///< may bring less; 0 at the end
     std::int64_t (*write)(int descriptor, const void* from, std::size_t count);  ///< less only on failure
     std::int64_t (*seek)(int descriptor, std::int64_t offset, seek_from origin);
+
+    /// A stream of the C runtime, opened as `fopen` does and closed in every child process.
+    std::FILE* (*open_stream)(const char* name, const char* mode);
 
     // Files and directories, by name: false and `errno` on failure.
     bool (*status)(const char* name, file_status& out);

@@ -101,6 +101,11 @@ std::int64_t seek_file(int descriptor, std::int64_t offset, seek_from origin)
     return ::lseek(descriptor, offset, k_whence[static_cast<int>(origin)]);
 }
 
+std::FILE* open_stream(const char* name, const char* mode)
+{
+    return std::fopen(name, (std::string(mode) + 'e').c_str());  // `e`: close-on-exec
+}
+
 // ---- files and directories by name
 
 bool status_of(const char* name, file_status& out)
@@ -422,6 +427,7 @@ constexpr operations k_native{
     .read = read_file,
     .write = write_file,
     .seek = seek_file,
+    .open_stream = open_stream,
     .status = status_of,
     .remove_file = remove_file,
     .rename_file = rename_file,

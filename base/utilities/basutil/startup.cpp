@@ -1,7 +1,8 @@
 // startup.cpp: builds the global objects, in this order, and ends them in the reverse one.
 //
-//   1. ut_msgman   on the heap, and never destroyed: a report may come after all else has ended
-//   2. ut_file     checks TEMP when it is built; at the end it closes what is still open, and deletes
+//   1. the message database is put in charge; it is made when the first message needs it
+//   2. ut_msgman   on the heap, and never destroyed: a report may come after all else has ended
+//   3. ut_file     checks TEMP when it is built; at the end it closes what is still open, and deletes
 //                  the temporary files
 //
 // No other unit has a global that needs a constructor to run: what the constructors here can reach is
@@ -12,6 +13,8 @@
 #include <new>
 
 #include "basutfile.h"
+#include "msgbridge.h"
+#include "msgdatabase.h"
 #include "msgman.h"
 #include "platform.h"
 
@@ -38,6 +41,7 @@ public:
     {
         if (ketriope_shared.copies++ > 0) return;
         building = true;
+        install_database(&message_bridge());
         ut_msgman = new UT_MSGMAN;
         // In place, and its destructor never runs: a later static destructor may still call it.
         alignas(UT_FILEMANAGER) static std::byte memory[sizeof(UT_FILEMANAGER)];

@@ -1,0 +1,52 @@
+// msgbridge.cpp
+#include "msgbridge.h"
+
+#include <cstdlib>
+
+#include "utmsgmanager.h"
+
+namespace ketriope {
+namespace {
+
+class bridge final : public message_database {
+public:
+    void post_contract(const char* module, int line, const char* text) override
+    {
+        msgManager messages("common");
+        messages.postErrorStatus("0000", module, line, text);
+    }
+    void post_numbered(const char* category, const char* number, ut_va_list arguments) override
+    {
+        msgManager messages(category);
+        messages.postMsgVaList(number, arguments);
+    }
+    void post_text(const char* mid, const char* text) override
+    {
+        msgManager messages;
+        messages.postMsg(std::atoi(mid), text);
+    }
+    void post_finished(int severity, const char* text) override
+    {
+        msgManager messages;
+        messages.postUtMsgMgr(static_cast<eMessage_Type>(severity), text, 1);
+    }
+    void show_types(int severities, bool on) override
+    {
+        msgManager messages;
+        if (on)
+            messages.enableMsgType(severities);
+        else
+            messages.disableMsgType(severities);
+    }
+};
+
+constinit bridge the_bridge;
+
+}  // namespace
+
+message_database& message_bridge() noexcept
+{
+    return the_bridge;
+}
+
+}  // namespace ketriope

@@ -1,0 +1,462 @@
+// utmsgpost.cpp: the way of a post through the message database: whether it is shown, its record, its
+// text, and its delivery to console and streams. Logs are in utmsglog.cpp.
+#include "utmsgdbmanager.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <string_view>
+#include <utility>
+
+#include "ascii.h"
+#include "basutstr.h"
+#include "basutstream.h"
+#include "hanging_indent.h"
+#include "msgman.h"
+#include "msgmid.h"
+#include "msgsection.h"
+#include "msgtemplate.h"
+#include "msgtypes.h"
+#include "platform.h"
+
+namespace {
+
+constexpr const char* k_error_mid = "1009990";
+constexpr const char* k_warning_mid = "1009991";
+constexpr const char* k_info_mid = "1009992";
+constexpr const char* k_other_mid = "1009993";
+constexpr const char* k_obsolete_mid = "00000000";  // eight zeros
+constexpr int k_folding_format = 3;                 ///< and above
+constexpr int k_fold_width = 75;
+
+const char* variable(const char* name)
+{
+    return ketriope::platform::os().environment(name);
+}
+
+int number_in(const char* name, int otherwise)
+{
+    const char* const text = variable(name);
+    return text != nullptr ? std::atoi(text) : otherwise;
+}
+
+/// Odd: labels in capitals. 3 and above: the text is folded. A value of 0 is read anew at each message,
+/// and counts as even.
+int display_format()
+{
+    static constinit std::atomic<int> format{0};
+    if (format == 0) format = number_in("QVS_MSGMGR_FORMAT", 1);
+    return format;
+}
+
+bool shows_mid()
+{
+    static const int shown = number_in("QVS_SHELL_MESSAGE_ID", 1);
+    return shown >= 1;
+}
+
+bool is_error(int type)
+{
+    return type == MSG_ERROR || type == MSG_UT_ERROR || type == MSG_UT_FATAL || type == MSG_UT_INTERNAL;
+}
+
+bool is_odd(int value)
+{
+    return (value & 1) != 0;
+}
+
+/// What stands in front of the text of a message.
+std::string label_of(int type, std::string_view mid, int format)
+{
+    std::string label;
+    if (const ketriope::message_type* row = ketriope::type_row(type);
+        row != nullptr && row->capitals != nullptr) {
+        label = is_odd(format) ? row->capitals : row->name;
+        if (!mid.empty() && shows_mid()) label.append(" <").append(mid).append(">");
+        label += " - ";
+    }
+    const char* const program = ut_msgman != nullptr ? ut_msgman->getprogname() : nullptr;
+    if (type != MSG_STATUS && program != nullptr && *program != '\0') label.append(program).append(": ");
+    return label;
+}
+
+/// True while this thread serves streams. What is reported meanwhile does not go to them: a stream that
+/// fails reports it, and would be served with that report again.
+thread_local constinit bool serving_streams = false;
+
+void write_whole(std::FILE* file, const std::string& text)
+{
+    std::fwrite(text.data(), 1, text.size(), file);
+    std::fflush(file);
+}
+
+/// Gives `text` to each of `list` that is still in it when its turn comes. A destination that fails, or
+/// changes the list while it is served, does no harm to the others.
+template <class Sink, class Write>
+void serve(const std::vector<Sink*>& list, Write write)
+{
+    const std::vector<Sink*> now = list;
+    for (Sink* sink : now) {
+        if (std::ranges::find(list, sink) == list.end()) continue;
+        try {
+            write(*sink);
+        } catch (...) {  // a log must not end a run
+        }
+    }
+}
+
+/// The text behind a leading label of the legacy manager; the whole where there is none.
+std::string_view without_label(std::string_view text, bool& labelled)
+{
+    for (const std::string_view label : {"WARNING - ", "ERROR - ", "INFO - "}) {
+        labelled = text.size() >= label.size() &&
+                   std::equal(label.begin(), label.end(), text.begin(),
+                              [](char a, char b) { return a == ketriope::to_upper(b); });
+        if (labelled) return text.substr(label.size());
+    }
+    return text;
+}
+
+/// The number, and the type from then on, under which text of the legacy manager is kept.
+const char* bridge_of(int& type)
+{
+    if (is_error(type)) {
+        type = MSG_ERROR;
+        return k_error_mid;
+    }
+    return type == MSG_WARNING ? k_warning_mid : type == MSG_INFO ? k_info_mid : k_other_mid;
+}
+
+}  // namespace
+
+// ---- the post
+
+int msgDbManager::postMsg(int mid, std::vector<std::string>& dynamic, std::vector<std::string>& navigation,
+                          unsigned int flags)
+{
+    return postMsg(ketriope::mid_text(mid).c_str(), dynamic, navigation, flags);
+}
+
+int msgDbManager::postMsg(const char* mid, std::vector<std::string>& dynamic,
+                          std::vector<std::string>& navigation, unsigned int flags)
+{
+    msgCache* const message = findMsg(mid);
+    if (message == nullptr) {
+        debug("unable to create message in message cache");
+        return -1;
+    }
+    std::vector<std::string> reduced;
+    dynamicDataReduction(dynamic, reduced);
+    const int display = message->msgIsPrintable(reduced, 1);
+    const msgPosted& post = record_post(mid, std::move(reduced), navigation, flags, display);
+    std::string name;
+    std::string level;
+    const int type = message->msgType(name, level, true);
+    if (display != 0) {
+        if (type == MSG_DEBUG && variable("QVS_SHOW_DEBUG_MESSAGE") == nullptr) return -1;
+        m_counters.count(type);
+        show(*message, post, type);
+    }
+    write_to_logs(mid, type, post.m_dynamic, post.m_navigation);
+    return post.m_sid;
+}
+
+/// Delivers a post to the console, unless somebody else shows it, and to the streams.
+void msgDbManager::show(const msgCache& message, const msgPosted& post, int type)
+{
+    const bool piped = m_piping == 1 && type != MSG_STATUS;
+    if (piped)
+        write_whole(stdout,
+                    std::string(compose_log_line(message.msgID(), type, post.m_dynamic, post.m_navigation)) +
+                        "\n");
+    const bool shown_elsewhere = m_callback != nullptr || m_postFunction != nullptr;
+    if (!piped && shown_elsewhere && !has_streams()) return;
+    const std::string text = display_text(message, post.m_dynamic, 0, false) + "\n";
+    if (!piped && !shown_elsewhere) write_whole(is_error(type) ? stderr : stdout, text);
+    write_to_streams(text, true);
+}
+
+/// Keeps a post under the next SID.
+msgPosted& msgDbManager::record_post(const char* mid, std::vector<std::string> dynamic,
+                                     const std::vector<std::string>& navigation, unsigned int flags,
+                                     int display)
+{
+    auto post = std::make_shared<msgPosted>();
+    post->m_msgSymId_sym = new dl_Symbol(mid);
+    post->m_flags = flags;
+    post->m_dynamic = std::move(dynamic);
+    post->m_display = display;
+    for (const std::string& each : navigation) post->m_navigation.push_back(new dl_Symbol(each.c_str()));
+    if (++m_lastSid == std::numeric_limits<std::int32_t>::max()) m_lastSid = 1;
+    post->m_sid = m_lastSid;
+    std::shared_ptr<msgPosted>& place = m_posts[m_lastSid];
+    place = std::move(post);
+    return *place;
+}
+
+bool msgDbManager::has_streams() const
+{
+    return !m_streams.empty() || !m_utStreams.empty() || !m_logFiles.empty();
+}
+
+/// Writes a finished text to the registered streams, and to the files unless these are left out.
+void msgDbManager::write_to_streams(const std::string& text, bool with_files)
+{
+    if (serving_streams || !has_streams()) return;
+    struct served {
+        served() { serving_streams = true; }
+        ~served() { serving_streams = false; }
+    } const guard;
+    if (with_files) serve(m_logFiles, [&](std::FILE& file) { write_whole(&file, text); });
+    serve(m_streams, [&](std::ostream& stream) {
+        stream.write(text.data(), static_cast<std::streamsize>(text.size()));
+    });
+    serve(m_utStreams, [&](UT_STREAM& stream) {
+        if (stream.stackPos() == 0) stream << text.c_str();  // a suspended one takes no messages
+    });
+}
+
+// ---- the text
+
+const char* msgDbManager::composedMessageDisplay(const char* mid, std::vector<std::string>& dynamic,
+                                                 std::string& out, int type, bool bare)
+{
+    const msgCache* const message = findMsg(mid);
+    if (message == nullptr) {
+        debug("message is not existed in message cache");
+        return nullptr;
+    }
+    out = display_text(*message, dynamic, type, bare);
+    return out.c_str();
+}
+
+std::string msgDbManager::display_text(const msgCache& message, const std::vector<std::string>& dynamic,
+                                       int type, bool bare)
+{
+    const int format = display_format();
+    std::string text;
+    if (!bare) {
+        std::string name;
+        std::string level;
+        text = label_of(type != 0 ? type : message.msgType(name, level, true), message.msgID(), format);
+    }
+    const char* const words = message.msgString();
+    text += ketriope::compose_text(words != nullptr ? words : "", dynamic);
+    if (format < k_folding_format) return text;
+    std::string folded;
+    formatString(text.c_str(), folded, k_fold_width);
+    return folded;
+}
+
+int msgDbManager::formatString(const char* text, std::string& out, int width)
+{
+    std::string cleaned = text != nullptr ? text : "";
+    ut_strcleanstring(cleaned.data());
+    short count = 0;
+    const int fitting = std::clamp<int>(width, 0, std::numeric_limits<short>::max());
+    char** const lines = ut_strbreakstring(cleaned.c_str(), static_cast<short>(fitting), &count,
+                                           ketriope::hanging_indent(cleaned));
+    out.clear();
+    for (short i = 0; i < count; ++i) out.append(lines[i]).append(1, '\n');
+    ut_strdelstrings(lines, count);
+    return static_cast<int>(out.size());
+}
+
+// ---- text of the legacy manager
+
+int msgDbManager::postUtMsgMgr(eMessage_Type type, const char* text, int newline)
+{
+    if (text == nullptr) {
+        debug("msgDbManager::postUtMsgMgr msgString==0");
+        return 0;
+    }
+    int kept_type = type;
+    const char* const mid = bridge_of(kept_type);
+    const bool recorded = mid != k_other_mid;
+    std::string whole = text;
+    const std::string line = type == MSG_STATUS && newline == 0 ? whole : whole + "\n";
+    int sid = -1;
+    msgCallback callback = nullptr;
+    bool to_console = false;
+    {
+        const ketriope::section_guard section(ketriope::message_section());
+        if (recorded) {
+            bool labelled = false;
+            const std::string bare(without_label(whole, labelled));
+            if (!labelled) debug("unexpected message type");
+            sid = record_post(mid, {bare}, {}, 0, 0).m_sid;
+        }
+        callback = m_callback;
+        to_console = callback == nullptr && m_postFunction == nullptr;
+        if (to_console) write_whole(type == MSG_STATUS ? stdout : stderr, line);
+    }
+    if (callback != nullptr) {  // outside of the section, so that it may post
+        std::vector<std::string> dynamic;
+        std::vector<std::string> navigation;
+        callback(sid, mid, static_cast<eMessage_Type>(kept_type), whole, dynamic, navigation);
+    }
+    const ketriope::section_guard section(ketriope::message_section());
+    write_to_streams(line, false);
+    write_to_logs(mid, kept_type, {text}, {});
+    return sid;
+}
+
+// ---- operations of an older generation
+
+int msgDbManager::postMsg(eMessage_Type type, const char* text)
+{
+    write_whole(stdout,
+                "obsoleted function msgDbManager::postMsg  (eMsgType msgType, const char* msgString)\n");
+    std::string words = text != nullptr ? text : "";
+    if (m_callback != nullptr) {
+        std::vector<std::string> dynamic;
+        std::vector<std::string> navigation;
+        m_callback(-1, k_obsolete_mid, type, words, dynamic, navigation);
+    } else if (m_postFunction != nullptr) {
+        m_postFunction(-1, type, words);
+    } else {
+        write_whole((type & MSG_ERROR) != 0 ? stderr : stdout, words + "\n");
+    }
+    return -1;
+}
+
+int msgDbManager::postMsg(const char*, const char*, const char*, const char*, const char*, const char*,
+                          std::vector<std::string>*)
+{
+    write_whole(stdout, "obsoleted function msgDbManager::postMsg 5\n");
+    return -1;
+}
+
+// ---- error status
+
+void msgDbManager::postErrorStatus(const char* mid, std::vector<std::string>& dynamic,
+                                   std::vector<std::string>& navigation)
+{
+    if (!m_errorStatus) m_errorStatus = std::make_shared<msgPosted>();
+    delete std::exchange(m_errorStatus->m_msgSymId_sym, new dl_Symbol(mid));
+    m_errorStatus->m_dynamic = dynamic;
+    // Entries are replaced where there are some, and none are added: a status has none to begin with.
+    auto& kept = m_errorStatus->m_navigation;
+    for (std::size_t i = 0; i < std::min(kept.size(), navigation.size()); ++i)
+        *kept[i] = navigation[i].c_str();
+}
+
+int msgDbManager::findErrorStatus(std::string& mid, std::vector<std::string>& dynamic,
+                                  std::vector<std::string>& navigation)
+{
+    mid.clear();
+    dynamic.clear();
+    navigation.clear();
+    if (!m_errorStatus) return 0;
+    if (m_errorStatus->m_msgSymId_sym != nullptr) mid = m_errorStatus->m_msgSymId_sym->c_str();
+    dynamic = m_errorStatus->m_dynamic;
+    for (const dl_Symbol* each : m_errorStatus->m_navigation) navigation.emplace_back(each->c_str());
+    return static_cast<int>(mid.size());
+}
+
+void msgDbManager::resetErrorStatus()
+{
+    if (!m_errorStatus) return;
+    delete std::exchange(m_errorStatus->m_msgSymId_sym, nullptr);
+    m_errorStatus->m_dynamic.clear();
+    for (dl_Symbol* each : m_errorStatus->m_navigation) delete each;
+    m_errorStatus->m_navigation.clear();
+}
+
+// ---- call-backs
+
+void msgDbManager::setCallbackMsgFun(msgCallback function)
+{
+    if (m_callback != nullptr) debug("existing callback function will be overwritten");
+    m_callback = function;
+}
+
+/// The place of the call-back of a type; null for a type that has none.
+msgTypeCallback* msgDbManager::type_callback(int type)
+{
+    const ketriope::message_type* const row = ketriope::counted_type(type);
+    return row != nullptr ? &m_typeCallbacks[row - ketriope::k_message_types] : nullptr;
+}
+
+void msgDbManager::setCallbackMsgFun(msgTypeCallback function, eMessage_Type type)
+{
+    msgTypeCallback* const place = type_callback(type);
+    if (place == nullptr) return;
+    if (*place != nullptr) debug("existing callback function will be overwritten");
+    *place = function;
+}
+
+msgTypeCallback msgDbManager::exchangeTypeCallback(eMessage_Type type, msgTypeCallback function)
+{
+    msgTypeCallback* const place = type_callback(type);
+    return place != nullptr ? std::exchange(*place, function) : nullptr;
+}
+
+msgTypeCallback msgDbManager::findCallbackMsgFun(eMessage_Type type)
+{
+    const msgTypeCallback* const place = type_callback(type);
+    return place != nullptr ? *place : nullptr;
+}
+
+void msgDbManager::setPostMsgFun(msgPostFunction function)
+{
+    if (m_postFunction != nullptr) debug("existing destination function will be overwritten");
+    m_postFunction = function;
+}
+
+// ---- posted records
+
+msgPosted* msgDbManager::retrieveMsgPosted(int sid)
+{
+    const auto found = m_posts.find(sid);
+    return found != m_posts.end() ? found->second.get() : nullptr;
+}
+
+int msgDbManager::retrieveAllMsgPosted(std::vector<int>& sids)
+{
+    sids.clear();
+    for (const auto& [sid, post] : m_posts) sids.push_back(sid);
+    return static_cast<int>(sids.size());
+}
+
+void msgDbManager::resetMsgBuffer(eMessage_Type types)
+{
+    if (types == MSG_ALL) return m_posts.clear();
+    std::erase_if(m_posts, [&](const auto& each) {
+        const dl_Symbol* const mid = each.second->m_msgSymId_sym;
+        const msgCache* const message = mid != nullptr ? findMsg(mid->c_str()) : nullptr;
+        if (message == nullptr) return false;
+        std::string name;
+        std::string level;
+        message->msgType(name, level, true);
+        const ketriope::message_type* const row = name.empty() ? nullptr : ketriope::type_by_letter(name[0]);
+        return row != nullptr && (types & row->type) != 0;
+    });
+}
+
+// ---- arguments
+
+int mergeDynamicInfo(std::vector<std::string>& args, std::string& out)
+{
+    out.clear();
+    for (const std::string& each : args) out.append(1, ' ').append(each);
+    return static_cast<int>(out.size());
+}
+
+int dynamicDataReduction(std::vector<std::string>& in, std::vector<std::string>& out)
+{
+    constexpr std::size_t k_most = 500;
+    constexpr std::size_t k_head = 325;
+    constexpr std::size_t k_tail = 165;
+    out.clear();
+    out.reserve(in.size());
+    for (const std::string& each : in) {
+        if (each.size() > k_most)
+            out.push_back(each.substr(0, k_head) + "   ....   " + each.substr(each.size() - k_tail));
+        else
+            out.emplace_back(each.c_str());  // up to its first NUL
+    }
+    return 1;
+}
