@@ -8,6 +8,7 @@
 namespace ketriope {
 namespace {
 constinit std::atomic<message_database*> installed = nullptr;
+constinit bool refused = false;
 }
 
 message_database* installed_database() noexcept
@@ -22,7 +23,12 @@ message_database* install_database(message_database* database) noexcept
 
 bool database_in_charge() noexcept
 {
-    return UT_MSGMAN::m_msgFlow == 1 && installed_database() != nullptr;
+    return UT_MSGMAN::m_msgFlow == 1 && installed_database() != nullptr && !(refused && starting_up());
+}
+
+void note_database_refused() noexcept
+{
+    refused = true;
 }
 
 }  // namespace ketriope

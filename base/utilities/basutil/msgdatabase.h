@@ -35,6 +35,10 @@ message_database* install_database(message_database* database) noexcept;
 /// True when `UT_MSGMAN::m_msgFlow` gives the output to a database and there is one.
 bool database_in_charge() noexcept;
 
+/// Says that the database could not take a report of the start-up: for the rest of the start-up it is not
+/// in charge.
+void note_database_refused() noexcept;
+
 /// Lets `post` speak to the database in charge. The result is false when there is none, and the caller
 /// then goes the legacy way; so it is, too, for a report of the start-up that the database refuses by a
 /// throw, since a tool that cannot start must still say why.
@@ -50,7 +54,7 @@ bool posted_to_database(Post post)
         post(*installed_database());
         return true;
     } catch (int) {
-        install_database(nullptr);
+        note_database_refused();
         return false;
     }
 }
