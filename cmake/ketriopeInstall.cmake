@@ -18,3 +18,9 @@ configure_file(${CMAKE_CURRENT_LIST_DIR}/ketriope.pc.in ${PROJECT_BINARY_DIR}/ke
 install(FILES ${PROJECT_BINARY_DIR}/ketriopeConfig.cmake ${PROJECT_BINARY_DIR}/ketriopeConfigVersion.cmake
   DESTINATION ${package_dir})
 install(FILES ${PROJECT_BINARY_DIR}/ketriope.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# The product's data, below the root that FOUNDRY names: the installation's, and the build tree's.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/data/msgdata DESTINATION .)
+install(FILES ${PROJECT_SOURCE_DIR}/data/orvsys.ini DESTINATION data)
+file(COPY ${PROJECT_SOURCE_DIR}/data/msgdata DESTINATION ${PROJECT_BINARY_DIR})
+file(COPY ${PROJECT_SOURCE_DIR}/data/orvsys.ini DESTINATION ${PROJECT_BINARY_DIR}/data)

@@ -591,8 +591,8 @@ TEST_F(KetriopeTool, KeepsResultsAndReportsInTheirOrder)
 
 TEST_F(KetriopeTool, ReportsAreFoldedAsThoseOfTheWholeSuite)
 {
-    const child_result result =
-        tool({"frobnicate-with-a-rather-long-name-that-fills-most-of-a-line"}, {{"QVS_MSG_WIDTH", nullptr}});
+    const child_result result = tool({"frobnicate-with-a-rather-long-name-that-fills-most-of-a-line"},
+                                     {{"QVS_MSG_WIDTH", nullptr}, {"QVS_M_MSGFLOW", "0"}});
     EXPECT_EQ(result.err, "ERROR - ketriope: There is no command\n"
                           "        'frobnicate-with-a-rather-long-name-that-fills-most-of-a-line'. Try\n"
                           "        'ketriope --help'.\n");

@@ -23,4 +23,8 @@
 #include "utbyteorder.h"
 #include "utgeometry.h"
 #include "utgetenv.h"
+#include "utmsgdbmanager.h"
+#include "utmsgmanager.h"
+#include "utmsgrecords.h"
+#include "utmsgtypes.h"
 #include "uttypes.h"
