@@ -572,7 +572,7 @@ TEST(PlatformChild, SpawnAndWaitGivesTheExitCode)
 
 TEST(PlatformChild, AProgramThatIsNotThereGivesMinusOne)
 {
-    const std::array<const char*, 2> argv{"ketriope-no-such-program", nullptr};
+    const std::array<const char*, 2> argv{"/no such/program", nullptr};
     errno = 0;
     EXPECT_EQ(os().spawn_and_wait(argv.data()), -1);
     EXPECT_EQ(errno, ENOENT);
