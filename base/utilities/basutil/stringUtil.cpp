@@ -233,7 +233,7 @@ void LogMessage(const char* format, ...)
 
 void internalError(const char* message, const char* module, const char* fileName, int line, int /*level*/)
 {
-    const std::string place = std::string(fileName != nullptr ? fileName : "") + zeodec(line);
+    const std::string place = std::string(fileName != nullptr ? fileName : "") + std::to_string(line);
     std::vector<std::string>& places = reported_places();
     if (std::find(places.begin(), places.end(), place) == places.end()) {
         if (ut_getenv("QVS_SHOW_INTERNAL_ERROR") != nullptr) ut_msgman->error(message, 0);
