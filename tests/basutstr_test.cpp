@@ -243,44 +243,37 @@ TEST(UtStrDup, GivesABlockThatFreeReleases)
     EXPECT_EQ(ut_strdup(nullptr), nullptr);
 }
 
-template <class Number>
-struct number_case {
+struct long_case {
     const char* text;
     bool good;
-    Number value;
+    long value;
 };
-
-template <class Number>
-void expect_numbers(bool (*read)(const char*, Number&), const std::vector<number_case<Number>>& cases)
-{
-    for (const number_case<Number>& wanted : cases) {
-        SCOPED_TRACE(wanted.text != nullptr ? wanted.text : "null");
-        Number value = 99;
-        EXPECT_EQ(read(wanted.text, value), wanted.good);
-        EXPECT_EQ(value, wanted.value);
-    }
-}
 
 TEST(UtStrToL, ReadsADecimalNumber)
 {
-    expect_numbers<long>(ut_strtol, {{"42", true, 42},
-                                     {"-42", true, -42},
-                                     {"+42", true, 42},
-                                     {" \t\n42", true, 42},
-                                     {"42   ", true, 42},
-                                     {"0", true, 0},
-                                     {"007", true, 7},
-                                     {"", false, 0},
-                                     {"   ", false, 0},
-                                     {"x", false, 0},
-                                     {"-", false, 0},
-                                     {"42x", false, 42},
-                                     {"42 x", false, 42},
-                                     {"42\t", false, 42},
-                                     {"42\n", false, 42},
-                                     {"0x10", false, 0},
-                                     {"1.5", false, 1},
-                                     {nullptr, false, 0}});
+    for (const long_case& wanted : std::vector<long_case>{{"42", true, 42},
+                                                          {"-42", true, -42},
+                                                          {"+42", true, 42},
+                                                          {" \t\n42", true, 42},
+                                                          {"42   ", true, 42},
+                                                          {"0", true, 0},
+                                                          {"007", true, 7},
+                                                          {"", false, 0},
+                                                          {"   ", false, 0},
+                                                          {"x", false, 0},
+                                                          {"-", false, 0},
+                                                          {"42x", false, 42},
+                                                          {"42 x", false, 42},
+                                                          {"42\t", false, 42},
+                                                          {"42\n", false, 42},
+                                                          {"0x10", false, 0},
+                                                          {"1.5", false, 1},
+                                                          {nullptr, false, 0}}) {
+        long value = 99;
+        EXPECT_EQ(ut_strtol(wanted.text, value), wanted.good)
+            << (wanted.text != nullptr ? wanted.text : "null");
+        EXPECT_EQ(value, wanted.value) << (wanted.text != nullptr ? wanted.text : "null");
+    }
 }
 
 TEST(UtStrToL, ClampsWhatIsOutOfRange)
@@ -292,21 +285,32 @@ TEST(UtStrToL, ClampsWhatIsOutOfRange)
     EXPECT_EQ(value, LONG_MIN);
 }
 
+struct double_case {
+    const char* text;
+    bool good;
+    double value;
+};
+
 TEST(UtStrToD, ReadsAFloatingPointNumber)
 {
-    expect_numbers<double>(ut_strtod, {{"1.5", true, 1.5},
-                                       {"-1.5e3", true, -1500},
-                                       {" \n.25  ", true, 0.25},
-                                       {"7", true, 7},
-                                       {"0", true, 0},
-                                       {"1e999", true, HUGE_VAL},
-                                       {"", false, 0},
-                                       {"  ", false, 0},
-                                       {"e5", false, 0},
-                                       {"1,5", false, 1},
-                                       {"1.5\t", false, 1.5},
-                                       {"1.5x", false, 1.5},
-                                       {nullptr, false, 0}});
+    for (const double_case& wanted : std::vector<double_case>{{"1.5", true, 1.5},
+                                                              {"-1.5e3", true, -1500},
+                                                              {" \n.25  ", true, 0.25},
+                                                              {"7", true, 7},
+                                                              {"0", true, 0},
+                                                              {"1e999", true, HUGE_VAL},
+                                                              {"", false, 0},
+                                                              {"  ", false, 0},
+                                                              {"e5", false, 0},
+                                                              {"1,5", false, 1},
+                                                              {"1.5\t", false, 1.5},
+                                                              {"1.5x", false, 1.5},
+                                                              {nullptr, false, 0}}) {
+        double value = 99;
+        EXPECT_EQ(ut_strtod(wanted.text, value), wanted.good)
+            << (wanted.text != nullptr ? wanted.text : "null");
+        EXPECT_EQ(value, wanted.value) << (wanted.text != nullptr ? wanted.text : "null");
+    }
 }
 
 TEST(UtStrToD, ReadsTheSameInALocaleWithADecimalComma)
