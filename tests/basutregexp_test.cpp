@@ -636,6 +636,15 @@ TEST(UtRegexp, WhatMayNotBeEmptyMayBeRepeated)
     EXPECT_EQ(keys("(a|bc)+", "abca"), "0..4 3..4");
 }
 
+TEST(UtRegexp, LoopsMayEndTogetherAtEveryDepth)
+{
+    std::string pattern;
+    for (int i = 0; i < 19; ++i) pattern += "(.";
+    for (int i = 0; i < 19; ++i) pattern += ")*";
+    EXPECT_EQ(keys(pattern, std::string(40, 'a')).substr(0, 5), "0..40");
+    EXPECT_EQ(keys("b" + pattern + "c", "ab" + std::string(19, 'a') + "c").substr(0, 5), "1..22");
+}
+
 TEST(UtRegexp, KeysAreThoseOfTheLastRun)
 {
     EXPECT_EQ(keys("(a)(b)?", "a"), "0..1 0..1");
@@ -766,6 +775,7 @@ INSTANTIATE_TEST_SUITE_P(Pointers, Damaged,
                                          damage{"a", 9, 7, "aaa", "1415"},       // no end
                                          damage{"[ab]", 4, 7, "aaa", "1415"},    // back before the start
                                          damage{"(a)+", 22, 99, "aaa", "1415"},  // back before the start
+                                         damage{"(a)+", 10, 9, "aaa", "1415"},   // round without end
                                          damage{"a*", 6, 0, "b", "1415"},
                                          damage{".b|a*", 1, 77, "xx", "1415"}));
 INSTANTIATE_TEST_SUITE_P(Repeats, Damaged,
@@ -963,18 +973,38 @@ bool agrees(const std::string& pattern, const std::string& text, std::size_t sta
     return found.num_keys() != 0;
 }
 
+TEST(UtRegexp, AnyDamageEndsTheMatchWithAtMostOneReport)
+{
+    pattern_maker make(5'150);
+    message_capture capture;
+    std::size_t reports = 0;
+    for (int i = 0; i < 20'000; ++i) {
+        open_regexp expression(make.expression(2));
+        if (!expression.ok()) continue;
+        const auto size = static_cast<unsigned>(expression.program_.length());
+        expression.set_byte(1 + make.below(size - 1),
+                            static_cast<int>(make.below(make.below(2) == 0 ? 60 : 256)));
+        if (make.below(4) == 0) expression.program_ = expression.program_.left(1 + make.below(size));
+        capture.clear();
+        expression.match(bytes(make.letters("aabbc", 8)), 0);
+        ASSERT_LE(capture.posts().size(), 1u);
+        reports += capture.posts().size();
+    }
+    EXPECT_GT(reports, 1'000u);
+}
+
 TEST(UtRegexp, AgreesWithAModelOnThousandsOfExpressions)
 {
     pattern_maker make(20'031);
     int matches = 0;
-    for (int i = 0; i < 8'000 && !HasFailure(); ++i) {
+    for (int i = 0; i < 30'000 && !HasFailure(); ++i) {
         const std::string pattern = make.expression(3);
         for (int j = 0; j < 3; ++j) {
             const std::string text = make.letters("aaabbbccc\0"sv, 12);
             matches += agrees(pattern, text, make.below(8) == 0 ? make.below(14) : 0);
         }
     }
-    EXPECT_GT(matches, 5'000);
+    EXPECT_GT(matches, 20'000);
 }
 
 TEST(UtRegexp, AgreesWithAModelOnAnyMixtureOfCharacters)
