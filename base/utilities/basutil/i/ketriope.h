@@ -18,6 +18,7 @@
 #include "foundry.h"
 #include "halt.h"
 #include "msgman.h"
+#include "msgstr.h"
 #include "msgterminate.h"
 #include "stringUtil.h"
 #include "utbyteorder.h"
