@@ -1,11 +1,13 @@
-// msgxml.cpp
+// msgxml.cpp: what stands between a file that may be damaged and the parser. The parser follows nested
+// elements by calling itself, and trusts the first byte of a UTF-8 character to tell how many follow.
 #include "msgxml.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdio>
-#include <cstring>
 #include <string_view>
 
+#include "ascii.h"
 #include "platform.h"
 
 namespace ketriope {
@@ -24,42 +26,102 @@ bool read_whole(const std::string& path, std::string& out)
         return false;
     const file_holder file(platform::os().open_stream(path.c_str(), "rb"));
     if (!file) return false;
+    out.reserve(static_cast<std::size_t>(std::max<std::int64_t>(status.size, 0)));
     char piece[65'536];
     while (const std::size_t count = std::fread(piece, 1, sizeof piece, file.get())) out.append(piece, count);
     return std::ferror(file.get()) == 0;
 }
 
-/// Where what begins with `text[at]`, a `<`, ends: behind its `>`, which is none within quotes.
-std::size_t end_of_tag(std::string_view text, std::size_t at)
+/// Ends each line in a line feed alone, as the parser does with a file that it reads by itself.
+void make_lines_plain(std::string& text)
 {
-    constexpr std::string_view k_unparsed[][2] = {{"<!--", "-->"}, {"<![CDATA[", "]]>"}};
-    for (const auto& [opens, closes] : k_unparsed) {
-        if (!text.substr(at).starts_with(opens)) continue;
-        const std::size_t end = text.find(closes, at + opens.size());
-        return end == k_npos ? text.size() : end + closes.size();
+    auto out = std::ranges::find(text, '\r');
+    for (auto in = out; in != text.end(); ++in) {
+        if (*in == '\r' && in + 1 != text.end() && in[1] == '\n') ++in;
+        *out++ = *in == '\r' ? '\n' : *in;
     }
-    for (at = text.find_first_of("\"'>", at); at != k_npos; at = text.find_first_of("\"'>", at + 1)) {
+    text.erase(out, text.end());
+}
+
+// ---- characters
+
+/// Bytes of the UTF-8 character that begins so, as the parser counts them.
+constexpr std::size_t length_of_character(unsigned char first) noexcept
+{
+    return first < 0xc2 || first > 0xf4 ? 1 : first < 0xe0 ? 2 : first < 0xf0 ? 3 : 4;
+}
+
+/// True if no UTF-8 character lacks a byte, so that none takes the markup behind it for a part of itself.
+bool has_whole_characters(std::string_view text)
+{
+    const auto is_tail = [](char byte) { return (static_cast<unsigned char>(byte) & 0xc0) == 0x80; };
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t length = length_of_character(static_cast<unsigned char>(text[at]));
+        const std::string_view tail = text.substr(at + 1, length - 1);
+        if (tail.size() != length - 1 || !std::ranges::all_of(tail, is_tail)) return false;
+        at += length;
+    }
+    return true;
+}
+
+// ---- depth
+
+/// The place behind the next `mark`; the end if there is none.
+std::size_t behind(std::string_view text, std::string_view mark, std::size_t from)
+{
+    const std::size_t found = text.find(mark, from);
+    return found == k_npos ? text.size() : found + mark.size();
+}
+
+/// Behind the tag of an element: the first `>` that is not within quotes.
+std::size_t behind_tag(std::string_view text, std::size_t at)
+{
+    for (; at < text.size(); ++at) {
         if (text[at] == '>') return at + 1;
-        at = text.find(text[at], at + 1);
-        if (at == k_npos) break;
+        if (text[at] == '"' || text[at] == '\'') at = std::min(text.find(text[at], at + 1), text.size() - 1);
     }
     return text.size();
 }
 
-bool is_too_deep(std::string_view text)
+bool begins_element(std::string_view text)
 {
-    int depth = 0;
-    for (std::size_t at = text.find('<'); at != k_npos;) {
-        const std::size_t end = end_of_tag(text, at);
-        const std::string_view tag = text.substr(at, end - at);
-        if (tag.starts_with("</"))
-            depth = std::max(depth - 1, 0);
-        else if (!tag.starts_with("<!") && !tag.starts_with("<?") && !tag.ends_with("/>"))
-            ++depth;
-        if (depth > k_deepest) return true;
-        at = text.find('<', end);
+    const char first = text.size() > 1 ? text[1] : '\0';
+    return is_letter(first) || first == '_' || static_cast<unsigned char>(first) > 0x7e;
+}
+
+/// True for a declaration of which the parser may think that a value goes on behind its `>`.
+bool leaves_quote_open(std::string_view declaration)
+{
+    for (const char quote : {'"', '\''}) {
+        std::size_t at = declaration.rfind(quote);
+        if (at == k_npos) continue;
+        at = declaration.find_last_not_of(" \t\n\r\v\f", at - 1);
+        if (at != k_npos && declaration[at] == '=') return true;
     }
     return false;
+}
+
+/// True if the parser, which reads markup by these very rules, may follow `text` safely.
+bool is_shallow(std::string_view text)
+{
+    int depth = 0;
+    std::size_t end = 0;
+    for (std::size_t at = text.find('<'); at != k_npos; at = text.find('<', end)) {
+        const std::string_view rest = text.substr(at);
+        if (rest.starts_with("<!--")) {
+            end = behind(text, "-->", at + 4);
+        } else if (rest.starts_with("<![CDATA[")) {
+            end = behind(text, "]]>", at + 9);
+        } else if (begins_element(rest)) {
+            end = behind_tag(text, at);
+            if (!text.substr(at, end - at).ends_with("/>") && ++depth > k_deepest) return false;
+        } else {  // the end of an element, a declaration, or something that the parser only passes over
+            end = behind(text, ">", at);
+            if (rest.starts_with("</")) depth = std::max(depth - 1, 0);
+            if (rest.starts_with("<?") && leaves_quote_open(text.substr(at, end - at))) return false;
+        }
+    }
+    return true;
 }
 
 }  // namespace
@@ -67,9 +129,17 @@ bool is_too_deep(std::string_view text)
 std::unique_ptr<TiXmlDocument> load_xml(const std::string& path)
 {
     std::string text;
-    if (!read_whole(path, text) || is_too_deep(text)) return nullptr;
-    auto document = std::make_unique<TiXmlDocument>();
-    return document->LoadFile(path.c_str()) ? std::move(document) : nullptr;
+    if (!read_whole(path, text)) return nullptr;
+    text.resize(std::min(text.find('\0'), text.size()));
+    text.resize(text.rfind('>') + 1);  // behind it nothing can be told; k_npos leaves nothing at all
+    make_lines_plain(text);
+    if (!is_shallow(text)) return nullptr;
+    // Where a character is broken each byte is one: the text is then kept as it stands.
+    const TiXmlEncoding encoding =
+        has_whole_characters(text) ? TIXML_ENCODING_UNKNOWN : TIXML_ENCODING_LEGACY;
+    auto document = std::make_unique<TiXmlDocument>(path.c_str());
+    document->Parse(text.c_str(), nullptr, encoding);
+    return document->Error() ? nullptr : std::move(document);
 }
 
 }  // namespace ketriope

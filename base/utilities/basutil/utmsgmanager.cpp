@@ -648,7 +648,7 @@ int msgManager::findMsgTypeSetting(std::vector<int>& mids, std::vector<eMessage_
 
 int msgManager::setMsgSetting(const char* path)
 {
-    return locked([&](msgDbManager& db) { return db.setMsgSetting(path); });
+    return locked([&](msgDbManager& db) { return db.setMsgSetting(path, m_fid); });
 }
 
 int msgManager::setMsgType(const char* mid, eMessage_Type type, bool internal)
@@ -942,6 +942,7 @@ bool msgManager::saveSynpMsgFilterFile(const char* path)
     std::string errors;
     std::string warnings;
     const auto add = [](std::string& list, const char* option, const std::string& id) {
+        if (id.empty()) return;  // nothing that the synthesis tool would know
         if (list.empty()) list = option;
         list.append(" ").append(id);
     };

@@ -27,10 +27,13 @@ const TiXmlElement* child(const TiXmlElement* element, const char* name)
     return element != nullptr ? element->FirstChildElement(name) : nullptr;
 }
 
-/// What a file says of itself in a child with a text.
+/// What a file says of itself in a child, within it or in its attribute.
 const char* told_by_child(const TiXmlElement* file, const std::string& stored, const char* name)
 {
-    return !stored.empty() ? stored.c_str() : attribute(child(file, name), "text");
+    if (!stored.empty()) return stored.c_str();
+    const TiXmlElement* const found = child(file, name);
+    const char* const inside = found != nullptr ? found->GetText() : nullptr;
+    return inside != nullptr ? inside : attribute(found, "text");
 }
 
 const char* stored_or(const char* stored, const TiXmlElement* file, const char* name)

@@ -14,6 +14,8 @@
 
 namespace {
 
+constexpr std::size_t k_uid_characters = 4;
+
 using file_closer = decltype([](std::FILE* file) { std::fclose(file); });
 using file_holder = std::unique_ptr<std::FILE, file_closer>;
 
@@ -45,11 +47,20 @@ int msgDbManager::setMsgType(const char* mid, eMessage_Type type, bool internal)
     return type;
 }
 
+/// The messages that have a setting, in the order of their MIDs: the same settings write the same file.
+std::vector<msgCache*> msgDbManager::messages_with_setting() const
+{
+    std::vector<msgCache*> found;
+    for (const auto& [mid, message] : m_messages)
+        if (message->m_setting != nullptr) found.push_back(message.get());
+    std::ranges::sort(found, {}, &msgCache::m_mid);
+    return found;
+}
+
 int msgDbManager::resetMsgType(const char* mid)
 {
-    for (auto& [number, message] : m_messages)
-        if (message->m_setting != nullptr && (mid == nullptr || number == mid))
-            message->m_setting->m_type = msgSetting::k_no_type;
+    for (msgCache* message : messages_with_setting())
+        if (mid == nullptr || message->m_mid == mid) message->m_setting->m_type = msgSetting::k_no_type;
     return 1;
 }
 
@@ -57,9 +68,8 @@ int msgDbManager::resetMsgType(const char* mid)
 template <class Take>
 void msgDbManager::for_each_setting(bool internal, Take take)
 {
-    for (const auto& [mid, message] : m_messages)
-        if (message->m_setting != nullptr && message->m_setting->m_internal == internal)
-            take(*message, *message->m_setting);
+    for (const msgCache* message : messages_with_setting())
+        if (message->m_setting->m_internal == internal) take(*message, *message->m_setting);
 }
 
 int msgDbManager::findMsgTypeSetting(std::vector<int>& mids, std::vector<eMessage_Type>& types, bool internal)
@@ -115,8 +125,7 @@ void msgDbManager::disableMsg(const char* mid, std::vector<std::string>& dynamic
 void msgDbManager::enableMsg(const char* mid)
 {
     if (mid == nullptr) {
-        for (auto& [number, message] : m_messages) {
-            if (message->m_setting == nullptr) continue;
+        for (msgCache* message : messages_with_setting()) {
             message->m_setting->m_displayCount = msgSetting::k_no_limit;
             message->m_setting->m_disabled.clear();
         }
@@ -144,7 +153,7 @@ void msgDbManager::enableMsg(const char* mid, std::vector<std::string>& dynamic)
 eMessage_Type msgDbManager::findMsgType(const char* mid)
 {
     const msgCache* const message = findMsg(mid);
-    if (message == nullptr) return eMessage_Type{};
+    if (message == nullptr) return MSG_STATUS;  // as for a message that its file does not define
     if (message->m_setting != nullptr && message->m_setting->m_type != msgSetting::k_no_type)
         return static_cast<eMessage_Type>(message->m_setting->m_type);
     std::string name;
@@ -217,9 +226,10 @@ int msgDbManager::saveMsgSetting(const char* path)
                  "<userSetting name=\"%s\" version=\"%s\" date=\"%s\" "
                  "vendor=\"Velmora Semiconductor Corporation\" >\n",
                  path, version.c_str(), date.c_str());
-    for (const auto& [mid, message] : m_messages) {
-        const std::string told = message->m_setting != nullptr ? told_by(*message->m_setting) : "";
-        if (!told.empty()) std::fprintf(file.get(), "  <msg mid=\"%s\"%s />\n", mid.c_str(), told.c_str());
+    for (const msgCache* message : messages_with_setting()) {
+        const std::string told = told_by(*message->m_setting);
+        if (!told.empty())
+            std::fprintf(file.get(), "  <msg mid=\"%s\"%s />\n", message->msgID(), told.c_str());
     }
     if (msgCache::g_WarningPrint == 0)
         std::fputs("  <msg mtype=\"warning\" disabled=\"true\" />\n", file.get());
@@ -228,7 +238,7 @@ int msgDbManager::saveMsgSetting(const char* path)
     return 1;
 }
 
-int msgDbManager::setMsgSetting(const char* path)
+int msgDbManager::setMsgSetting(const char* path, const std::string& fid)
 {
     if (path == nullptr) return 0;
     const auto document = ketriope::load_xml(path);
@@ -238,15 +248,17 @@ int msgDbManager::setMsgSetting(const char* path)
     }
     TiXmlElement* const root = document->FirstChildElement("userSetting");
     TiXmlElement* each = root != nullptr ? root->FirstChildElement("msg") : nullptr;
-    for (; each != nullptr; each = each->NextSiblingElement("msg")) read_setting(*each);
+    for (; each != nullptr; each = each->NextSiblingElement("msg")) read_setting(*each, fid);
     return 1;
 }
 
 /// One entry: its type, whether it is disabled, its count. A faulty one of the three is reported, and the
 /// others count.
-void msgDbManager::read_setting(TiXmlElement& entry)
+void msgDbManager::read_setting(const TiXmlElement& entry, const std::string& fid)
 {
-    const char* const mid = entry.Attribute("mid");
+    const char* mid = entry.Attribute("mid");
+    std::string whole;
+    if (text_of(mid).size() == k_uid_characters) mid = whole.append(fid).append(mid).c_str();
     if (const char* type = entry.Attribute("type")) {
         const ketriope::message_type* const row = ketriope::type_by_letter(*type);
         if (row == nullptr || ketriope::counted_type(row->type) == nullptr)
@@ -356,10 +368,11 @@ const TiXmlElement* msgDbManager::help_table::find(int number) const
 /// By the whole number, else by that of the file.
 const TiXmlElement* msgDbManager::help_table::find_message(const char* mid) const
 {
-    const std::string_view whole = text_of(mid);
-    const std::string fid(whole.substr(0, whole.size() > 4 ? whole.size() - 4 : 0));
-    const TiXmlElement* const found = find(std::atoi(std::string(whole).c_str()));
-    return found != nullptr || fid.empty() ? found : find(std::atoi(fid.c_str()));
+    if (mid == nullptr) return nullptr;
+    const TiXmlElement* const found = find(std::atoi(mid));
+    const std::string whole = mid;
+    if (found != nullptr || whole.size() <= k_uid_characters) return found;
+    return find(std::atoi(whole.substr(0, whole.size() - k_uid_characters).c_str()));
 }
 
 /// The table of a data file, read on first use.

@@ -199,7 +199,8 @@ msgFileCache* msgDbManager::find_entry(const char* key) const
     return found != m_files.end() ? found->second.get() : nullptr;
 }
 
-/// Puts a file into the table, under its name and under its FID.
+/// Puts a file into the table, under its name and under its FID, neither of which is there. A file whose
+/// name is its FID has one entry.
 void msgDbManager::enter(std::shared_ptr<msgFileCache> main, const char* fid, const char* alias)
 {
     main->m_fid = ut_strdup(fid);
@@ -209,8 +210,8 @@ void msgDbManager::enter(std::shared_ptr<msgFileCache> main, const char* fid, co
     numbered->m_alias = ut_strdup(alias);
     numbered->m_mainEntry = main.get();
     const std::string name = main->m_key;
-    m_files[name] = std::move(main);
-    m_files[fid] = std::move(numbered);
+    m_files.try_emplace(name, std::move(main));
+    m_files.try_emplace(fid, std::move(numbered));
 }
 
 // ---- message files
@@ -226,41 +227,44 @@ const char* text_of_child(TiXmlElement& file, const char* name, const char* othe
 
 }  // namespace
 
-/// The entry that holds the document of a file, loaded if it can be. Null for a file that is not known.
+/// The entry under the name of a file, which is the one with the document; null for an unknown file.
 msgFileCache* msgDbManager::main_entry(const char* fidOrName)
 {
     if (!m_index) buildIndexTable();
     msgFileCache* const entry = fidOrName != nullptr ? find_entry(fidOrName) : nullptr;
-    if (entry == nullptr) return nullptr;
-    msgFileCache* const main = entry->m_mainEntry != nullptr ? entry->m_mainEntry : entry;
-    if (main->isLoaded()) return main;
+    return entry != nullptr && entry->m_mainEntry != nullptr ? entry->m_mainEntry : entry;
+}
 
-    std::unique_ptr<TiXmlDocument> document(loadMsgFileXML(main->m_key));
-    if (!document) return main;
-    const std::string name = main->m_key;
+/// Reads the document of a file; false if there is none. A malformed one is thrown away, so that the next
+/// look-up reads it again.
+bool msgDbManager::load(msgFileCache& entry)
+{
+    std::unique_ptr<TiXmlDocument> document(loadMsgFileXML(entry.m_key));
+    if (!document) return false;
+    const std::string name = entry.m_key;
     TiXmlElement* const file = document->FirstChildElement("messageFile");
     if (file == nullptr)
         fail(k_no_file_element, "message file <" + name + "> does not have tag <messageFile>");
     if (file->Attribute("name") == nullptr || file->Attribute("fid") == nullptr)
         fail(k_no_file_number, "message file <" + name + "> has no fid or name defined");
-    main->m_document = document.release();
-    main->m_fileElement = file;
-    return main;
+    entry.m_document = document.release();
+    entry.m_fileElement = file;
+    return true;
 }
 
 msgFileCache* msgDbManager::findMsgFileCacheXML(const char* fidOrName)
 {
-    msgFileCache* const main = main_entry(fidOrName);
-    return main != nullptr && main->isLoaded() ? main : nullptr;
+    msgFileCache* const entry = main_entry(fidOrName);
+    return entry != nullptr && (entry->m_document != nullptr || load(*entry)) ? entry : nullptr;
 }
 
 msgFileCache* msgDbManager::findMsgFileCache(const char* fidOrName)
 {
-    msgFileCache* const main = main_entry(fidOrName);
-    if (main == nullptr || main->m_fileElement == nullptr || !main->m_owner.empty()) return main;
-    main->m_owner = text_of_child(*main->m_fileElement, "owner", "no owner");
-    main->m_description = text_of_child(*main->m_fileElement, "description", "no description");
-    return main;
+    msgFileCache* const entry = main_entry(fidOrName);
+    if (entry == nullptr || entry->isLoaded() || !load(*entry)) return entry;
+    entry->m_owner = text_of_child(*entry->m_fileElement, "owner", "no owner");
+    entry->m_description = text_of_child(*entry->m_fileElement, "description", "no description");
+    return entry;
 }
 
 msgFileCache* msgDbManager::createMsgFileCacheXML(const char* name)
@@ -275,7 +279,7 @@ msgFileCache* msgDbManager::createMsgFileCacheXML(const char* name)
     const char* const fid = file != nullptr ? file->Attribute("fid") : nullptr;
     if (fid == nullptr || file->Attribute("name") == nullptr)
         fail(k_no_file_number, "message files <" + std::string(name) + "> has no FID defined");
-    if (find_entry(fid) != nullptr) {
+    if (find_entry(fid) != nullptr || find_entry(name) != nullptr) {
         const std::string text = "message files <" + std::string(name) + "> has FID <" + fid +
                                  "> conflicted with a FID defined in index file";
         debug(text);
@@ -471,7 +475,7 @@ msgCache* msgDbManager::newMsgDB(const char* mid, const char* text)
     TiXmlElement* const element = add_child(*messages, "msg");
     element->SetAttribute("uid", halves.uid.c_str());
     element->SetAttribute("type", "Status");
-    element->SetAttribute("text", text != nullptr ? text : "");
+    if (text != nullptr) element->SetAttribute("text", text);
     msgCache* const record = createMsgInCache(mid, find_record(mid));
     if (record != nullptr) record->m_element = element;
     return record;
@@ -491,7 +495,7 @@ msgCache* msgDbManager::find_editable(const char* mid)
 msgCache* msgDbManager::updateMsgString(const char* mid, const char* text)
 {
     msgCache* const record = find_editable(mid);
-    if (record != nullptr) record->m_element->SetAttribute("text", text != nullptr ? text : "");
+    if (record != nullptr && text != nullptr) record->m_element->SetAttribute("text", text);
     return record;
 }
 

@@ -73,7 +73,8 @@ public:
 
     // ---- what messages exist
 
-    /// Appends the UIDs of a file, named by name or FID, and returns their number; it is loaded if need be.
+    /// Replaces `uids` by the UIDs of a file, named by name or FID, and returns their number; the file is
+    /// loaded if need be.
     int getMessages(const char* fileKey, std::vector<int>& uids);
     /// Replaces `names` by the names of all known files, in no particular order, and returns their number.
     int getMessageFiles(std::vector<std::string>& names);
@@ -190,7 +191,8 @@ public:
     void enableMsg(const char* mid, std::vector<std::string>& dynamic);
     eMessage_Type findMsgType(const char* mid);
     int saveMsgSetting(const char* path);
-    int setMsgSetting(const char* path);
+    /// Reads the settings of a file. `fid` goes in front of a MID of four characters.
+    int setMsgSetting(const char* path, const std::string& fid = {});
     int saveMsgStatistic(const char* section, const char* path);
     void disableMsgType(int types);
     void enableMsgType(int types);
@@ -227,6 +229,7 @@ private:
     msgFileCache* find_entry(const char* key) const;
     void enter(std::shared_ptr<msgFileCache> main, const char* fid, const char* alias);
     msgFileCache* main_entry(const char* fidOrName);
+    bool load(msgFileCache& entry);
     msgCache* find_record(const char* mid) const;
     msgCache* find_editable(const char* mid);
 
@@ -247,9 +250,10 @@ private:
                        const std::vector<dl_Symbol*>& navigation);
 
     // settings and help
+    std::vector<msgCache*> messages_with_setting() const;
     template <class Take>
     void for_each_setting(bool internal, Take take);
-    void read_setting(TiXmlElement& entry);
+    void read_setting(const TiXmlElement& entry, const std::string& fid);
     void read_disabled(const char* disabled, const char* mid, std::string_view type_name);
     help_table& help_data(std::shared_ptr<help_table>& table, const char* file_name, const char* root_name,
                           const char* entry_name, const char* duplicated);
