@@ -34,6 +34,32 @@ std::string_view take_flags(std::string_view& text)
     return flags;
 }
 
+std::string_view take_digits(std::string_view& text)
+{
+    const std::string_view digits = text.substr(0, text.find_first_not_of("0123456789"));
+    text.remove_prefix(digits.size());
+    return digits;
+}
+
+/// `flags` for the runtime's formatter: "" for what it would not understand, such as "5-" or "1.2.3".
+///
+/// A number of more than five digits becomes 99999: no template shall ask for gigabytes of blanks.
+std::string formatter_flags(std::string_view flags)
+{
+    constexpr std::size_t k_most_digits = 5;
+    const auto limited = [](std::string_view digits) {
+        return digits.size() > k_most_digits ? std::string_view("99999") : digits;
+    };
+    std::string wanted(flags.substr(0, flags.find_first_not_of("-0")));
+    flags.remove_prefix(wanted.size());
+    wanted.append(limited(take_digits(flags)));
+    if (flags.starts_with('.')) {
+        flags.remove_prefix(1);
+        wanted.append(1, '.').append(limited(take_digits(flags)));
+    }
+    return flags.empty() ? wanted : "";
+}
+
 /// One argument that a template asks for.
 struct conversion {
     char kind = '\0';    ///< what is read from the list: the letter, `l` a long, `1` an unsigned long
@@ -47,25 +73,25 @@ std::optional<conversion> take_conversion(std::string_view& text, std::string_vi
     const char letter = text[0];
     const bool is_long = letter == 'l';
     if (!is_long && k_plain.find(letter) == k_npos) return std::nullopt;
-    const bool pair = is_long && text.size() > 1 && std::string_view("Xdiouxu").find(text[1]) != k_npos;
+    const bool pair = is_long && text.size() > 1 && std::string_view("Xdioux").find(text[1]) != k_npos;
     conversion found{.kind = is_long ? (pair && text[1] == 'u' ? '1' : 'l') : letter, .format = "%"};
-    found.format.append(flags);
+    if (!flags.empty()) found.format.append(formatter_flags(flags));
     found.format.append(pair ? text.substr(0, 2) : is_long ? "ld" : text.substr(0, 1));
     text.remove_prefix(pair ? 2 : 1);
     return found;
 }
 
-/// What `print(place, size)` writes, as `snprintf` would; "" where it fails.
+/// What `print(place, size)` writes, as `snprintf` would, up to its first NUL; "" where it fails.
 template <class Print>
 std::string grown(Print print)
 {
-    std::string text(127, '\0');
-    for (;;) {
-        const int length = print(text.data(), text.size() + 1);
-        const bool fits = length < 0 || static_cast<std::size_t>(length) <= text.size();
-        text.resize(static_cast<std::size_t>(length < 0 ? 0 : length));
-        if (fits) return text;
-    }
+    char first[256];
+    const int length = print(first, sizeof first);
+    if (length < 0) return "";
+    if (static_cast<std::size_t>(length) < sizeof first) return first;
+    std::string text(static_cast<std::size_t>(length), '\0');
+    print(text.data(), text.size() + 1);
+    return text.c_str();
 }
 
 #pragma GCC diagnostic push
@@ -77,6 +103,12 @@ std::string printed(const std::string& format, Value value)
         [&](char* out, std::size_t size) { return std::snprintf(out, size, format.c_str(), value); });
 }
 #pragma GCC diagnostic pop
+
+/// Most numbers are asked for as they stand, too.
+std::string printed_number(const std::string& format, int value)
+{
+    return format == "%d" ? std::to_string(value) : printed(format, value);
+}
 
 std::string printed_real(const std::string& format, double value)
 {
@@ -102,16 +134,12 @@ void expand_arguments(std::string_view text, ut_va_list arguments, std::size_t s
     for (std::size_t seen = 0; !text.empty() && seen < k_most_conversions; ++seen, take_piece(text)) {
         const std::string_view flags = take_flags(text);
         const std::optional<conversion> wanted = take_conversion(text, flags);
-        if (!wanted) continue;
-        if (skip > 0) {
-            --skip;
-            continue;
-        }
+        if (!wanted || seen < skip) continue;
         switch (const std::string& format = wanted->format; wanted->kind) {
         case 's': out.push_back(printed_text(format, va_arg(arguments, const char*))); break;
-        case 'c':
         case 'd':
-        case 'i': out.push_back(printed(format, va_arg(arguments, int))); break;
+        case 'i': out.push_back(printed_number(format, va_arg(arguments, int))); break;
+        case 'c': out.push_back(printed(format, va_arg(arguments, int))); break;
         case 'u':
         case 'x':
         case 'X': out.push_back(printed(format, va_arg(arguments, unsigned int))); break;
@@ -125,21 +153,23 @@ void expand_arguments(std::string_view text, ut_va_list arguments, std::size_t s
 namespace {
 
 /// The beginning of a template with its escapes resolved.
-std::string unescaped(std::string_view text)
-{
-    std::string out;
-    out.reserve(std::min(text.size(), k_most_characters));
-    for (std::size_t i = 0; i < text.size() && out.size() < k_most_characters; ++i) {
-        const char next = i + 1 < text.size() ? text[i + 1] : '\0';
-        if (text[i] == '\\' && (next == 'n' || next == 't')) {
-            out += next == 'n' ? '\n' : '\t';
-            ++i;
-        } else {
-            out += text[i];
+class resolved_template {
+public:
+    explicit resolved_template(std::string_view text)
+    {
+        for (std::size_t i = 0; i < text.size() && size_ < k_most_characters; ++i) {
+            const char next = i + 1 < text.size() ? text[i + 1] : '\0';
+            const bool escape = text[i] == '\\' && (next == 'n' || next == 't');
+            characters_[size_++] = !escape ? text[i] : next == 'n' ? '\n' : '\t';
+            if (escape) ++i;
         }
     }
-    return out;
-}
+    std::string_view text() const { return {characters_, size_}; }
+
+private:
+    char characters_[k_most_characters];
+    std::size_t size_ = 0;
+};
 
 /// Passes over the conversion that `text` begins with. Of the pairs only `lu` and `ld` are known here.
 void pass_conversion(std::string_view& text)
@@ -153,11 +183,10 @@ void pass_conversion(std::string_view& text)
 
 }  // namespace
 
-std::string compose_text(std::string_view text, const std::vector<std::string>& arguments)
+void compose_text(std::string_view text, const std::vector<std::string>& arguments, std::string& out)
 {
-    const std::string whole = unescaped(text);
-    std::string_view rest = whole;
-    std::string out;
+    const resolved_template resolved(text);
+    std::string_view rest = resolved.text();
     for (std::size_t pieces = 0; pieces < k_most_pieces; ++pieces) {
         const bool marked = rest.find(k_mark) != k_npos;
         out.append(take_piece(rest));
@@ -165,7 +194,6 @@ std::string compose_text(std::string_view text, const std::vector<std::string>& 
         pass_conversion(rest);
         if (pieces < arguments.size()) out.append(arguments[pieces]);
     }
-    return out;
 }
 
 }  // namespace ketriope

@@ -1,7 +1,7 @@
 // utmsgdbmanager.cpp: the life of the one message database, and its critical section.
 #include "utmsgdbmanager.h"
 
-#include <utility>
+#include <atomic>
 
 #include "msgsection.h"
 
@@ -24,34 +24,35 @@ msgDbManager::msgDbManager()
     };
     shape(m_messages);
     shape(m_files);
-    shape(m_posts);
+    shape(*m_posts);
     shape(m_logs);
 }
 
 msgDbManager::~msgDbManager()
 {
-    if (std::FILE* file = std::exchange(g_debugFile, nullptr)) std::fclose(file);
+    if (std::FILE* file = std::atomic_ref<std::FILE*>(g_debugFile).exchange(nullptr)) std::fclose(file);
     forceClosed();
 }
 
 msgDbManager* msgDbManager::initMsgDbManager(const char* dir)
 {
+    if (msgDbManager* const made = findUniqueDbManager()) return made;
     const ketriope::section_guard section(ketriope::message_section());
-    if (m_uniqueMsgDbMgr == nullptr) {
-        m_uniqueMsgDbMgr = new msgDbManager;
-        if (dir != nullptr) m_uniqueMsgDbMgr->m_sourceDir = dir;
-    }
-    return m_uniqueMsgDbMgr;
+    if (msgDbManager* const made = findUniqueDbManager()) return made;  // by another thread meanwhile
+    auto* const manager = new msgDbManager;
+    if (dir != nullptr) manager->m_sourceDir = dir;
+    setUniqueDbManager(manager);
+    return manager;
 }
 
 msgDbManager* msgDbManager::findUniqueDbManager()
 {
-    return m_uniqueMsgDbMgr;
+    return std::atomic_ref<msgDbManager*>(m_uniqueMsgDbMgr).load(std::memory_order_acquire);
 }
 
 void msgDbManager::setUniqueDbManager(msgDbManager* manager)
 {
-    m_uniqueMsgDbMgr = manager;
+    std::atomic_ref<msgDbManager*>(m_uniqueMsgDbMgr).store(manager, std::memory_order_release);
 }
 
 int msgDbManager::msgEnterCriticalSection()

@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "environment.h"
-#include "msgtypes.h"
+#include "msgdebug.h"
 #include "platform.h"
 
 namespace {
@@ -122,30 +122,31 @@ void msgDbManager::forceClosed()
     m_logs.clear();
 }
 
-/// Lifetime: until the next line is composed.
-const char* msgDbManager::compose_log_line(const char* mid, int type, const std::vector<std::string>& dynamic,
-                                           const std::vector<dl_Symbol*>& navigation)
+/// The line of a post. An argument ends at its first NUL there, as there is no way to write one.
+std::string msgDbManager::log_line(const char* mid, int type, const std::vector<std::string>& dynamic,
+                                   const std::vector<dl_Symbol*>& navigation)
 {
-    static std::string& line = *new std::string;  // a last post may come after all else has ended
-    line = "    <postMsg mid=\"";
+    std::string line = "    <postMsg mid=\"";
     line.append(mid).append("\" type=").append(quoted_type(type));
     line.append(" dynamic=\"").append(std::to_string(dynamic.size()));
     line.append("\" navigation=\"").append(std::to_string(navigation.size())).append("\" ");
     std::size_t index = 0;
-    for (const std::string& each : dynamic) append_argument(line, index++, each);
+    for (const std::string& each : dynamic) append_argument(line, index++, each.c_str());
     for (const dl_Symbol* each : navigation) append_argument(line, index++, each->c_str());
-    line.append(" />");
-    return line.c_str();
+    return line.append(" />\n");
 }
 
-void msgDbManager::write_to_logs(const char* mid, int type, const std::vector<std::string>& dynamic,
-                                 const std::vector<dl_Symbol*>& navigation)
+bool msgDbManager::has_log_for(int type) const
 {
-    const char* line = nullptr;
-    for (auto& [id, log] : m_logs) {
+    return std::ranges::any_of(m_logs, [&](const auto& each) { return (each.second->m_types & type) != 0; });
+}
+
+void msgDbManager::write_to_logs(int type, const std::string& line)
+{
+    if (line.empty()) return;
+    for (const auto& [id, log] : m_logs) {
         if ((log->m_types & type) == 0) continue;
-        if (line == nullptr) line = compose_log_line(mid, type, dynamic, navigation);
-        std::fprintf(log->m_file, "%s\n", line);
+        std::fwrite(line.data(), 1, line.size(), log->m_file);
         std::fflush(log->m_file);
     }
 }
@@ -185,23 +186,57 @@ void msgDbManager::delMsgLogFile(std::FILE* file)
 
 // ---- the debug channel
 
-void msgDbManager::postDebugMsg(const char* text, const char* file, int line)
+namespace {
+
+constexpr int k_unread = 0;
+constexpr int k_console = 1;
+constexpr int k_console_and_file = 2;
+constexpr int k_silent = 3;
+
+constinit std::atomic<int> debug_mode{k_unread};
+
+std::atomic_ref<std::FILE*> debug_file()
 {
-    constexpr int k_silent = 3;
-    constexpr int k_with_file = 2;
-    static constinit std::atomic<int> mode{0};
-    if (mode == 0) {  // a variable of 0 leaves it so, and is read again at each call
-        const char* const asked = ketriope::platform::os().environment("QVS_MSGMGR_DEBUG");
-        mode = asked != nullptr ? std::atoi(asked) : k_silent;
-        if (mode == k_with_file && g_debugFile == nullptr)
-            g_debugFile = ketriope::platform::os().open_stream(debug_file_name().c_str(), "w");
+    return std::atomic_ref<std::FILE*>(msgDbManager::g_debugFile);
+}
+
+/// Where the lines go. A variable of 0 settles nothing, and is read again at each call.
+int settled_mode()
+{
+    int mode = k_unread;
+    // Who comes first reads it; to all others the channel is silent until that is done.
+    if (!debug_mode.compare_exchange_strong(mode, k_silent)) return mode;
+    const char* const asked = ketriope::platform::os().environment("QVS_MSGMGR_DEBUG");
+    if (asked == nullptr) return k_silent;
+    mode = std::atoi(asked);
+    if (mode == k_console_and_file && debug_file().load() == nullptr)
+        debug_file().store(ketriope::platform::os().open_stream(debug_file_name().c_str(), "w"));
+    debug_mode = mode;
+    return mode;
+}
+
+}  // namespace
+
+bool ketriope::debug_channel_listens() noexcept
+{
+    const int mode = debug_mode.load(std::memory_order_relaxed);
+    return (mode >= k_unread && mode < k_silent) || debug_file().load(std::memory_order_relaxed) != nullptr;
+}
+
+void ketriope::write_debug_line(const char* text, const char* file, int line)
+{
+    const int mode = settled_mode();
+    if (std::FILE* const out = debug_file().load()) {
+        std::fprintf(out, "%s <%s:%d>\n", text, file, line);
+        std::fflush(out);
     }
-    if (g_debugFile != nullptr) {
-        std::fprintf(g_debugFile, "%s <%s:%d>\n", text, file, line);
-        std::fflush(g_debugFile);
-    }
-    if (mode == 1 || mode == k_with_file) {
+    if (mode == k_console || mode == k_console_and_file) {
         std::printf("%s\n", text);
         std::fflush(stdout);
     }
+}
+
+void msgDbManager::postDebugMsg(const char* text, const char* file, int line)
+{
+    ketriope::write_debug_line(text, file, line);
 }

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "free_list.h"
+#include "msgdebug.h"
 #include "msgmid.h"
 #include "msgsection.h"
 #include "msgtemplate.h"
@@ -41,7 +42,7 @@ auto locked(Work work)
 
 void debug(const std::string& text, int line = __builtin_LINE())
 {
-    database().postDebugMsg(text.c_str(), "utmsgmanager", line);
+    ketriope::write_debug_line(text.c_str(), "utmsgmanager", line);
 }
 
 /// Puts the call-back of a type aside while it runs, so that a message posted from within it does not
@@ -91,9 +92,9 @@ void* msgManager::operator new(std::size_t size)
     return blocks.take(size);
 }
 
-void msgManager::operator delete(void* object) noexcept
+void msgManager::operator delete(void* object, std::size_t size) noexcept
 {
-    blocks.give(object, sizeof(msgManager));
+    blocks.give(object, size);
 }
 
 msgManager::msgManager() : m_fid(k_no_category)
@@ -158,9 +159,11 @@ int msgManager::reNew()
 int msgManager::getMsgMID(const char* category, const char* uid)
 {
     if (category == nullptr || uid == nullptr) return 0;
-    const msgFileCache* const file = locked([&](msgDbManager& db) { return db.findMsgFileCache(category); });
-    if (file == nullptr || file->m_fid == nullptr) return 0;
-    return std::atoi(file->m_fid) * 10'000 + std::atoi(uid);
+    return locked([&](msgDbManager& db) {
+        const msgFileCache* const file = db.findMsgFileCache(category);
+        return file != nullptr && file->m_fid != nullptr ? std::atoi(file->m_fid) * 10'000 + std::atoi(uid)
+                                                         : 0;
+    });
 }
 
 /// Makes a whole MID of one that may be that of this object's file alone. False, with a line in the debug
@@ -186,14 +189,16 @@ int msgManager::post_list(unsigned flags, const char* mid, const std::string* fi
 {
     std::string whole;
     if (!whole_mid(mid, whole, {"caller provided invalid message ID=<", ">"})) return 0;
-    debug("post message <" + whole + "> using const char* mid");
-    std::vector<std::string> texts;
-    if (locked([&](msgDbManager& db) { return db.queryMsgDB(whole.c_str(), MSGDB_TEXT, texts); }) == 0)
-        return 0;
+    if (ketriope::debug_channel_listens()) debug("post message <" + whole + "> using const char* mid");
     std::vector<std::string> dynamic;
-    if (first != nullptr) dynamic.push_back(*first);
-    ketriope::expand_arguments(texts.front(), args, dynamic.size(), dynamic);
     std::vector<std::string> navigation;
+    {
+        const section_guard section(message_section());
+        const char* const text = database().find_text(whole.c_str());
+        if (text == nullptr) return 0;
+        if (first != nullptr) dynamic.push_back(*first);
+        ketriope::expand_arguments(text, args, dynamic.size(), dynamic);
+    }
     return post_whole(whole, dynamic, navigation, flags);
 }
 
@@ -209,8 +214,7 @@ int msgManager::post_whole(const std::string& mid, std::vector<std::string>& dyn
     {
         const section_guard section(message_section());
         msgDbManager& db = database();
-        std::vector<std::string> texts;
-        if (db.queryMsgDB(mid.c_str(), MSGDB_TEXT, texts) == 0) return 0;
+        if (db.find_text(mid.c_str()) == nullptr) return 0;
         sid = db.postMsg(mid.c_str(), dynamic, navigation, flags);
         const msgPosted* const post = db.retrieveMsgPosted(sid);
         if (post == nullptr || post->m_msgSymId_sym == nullptr) return sid;
@@ -348,8 +352,7 @@ int msgManager::postErrorStatus(const char* mid, std::vector<std::string>& dynam
     std::string whole;
     if (!whole_mid(mid, whole, {"invalid message ID <", ">"})) return 0;
     return locked([&](msgDbManager& db) {
-        std::vector<std::string> texts;
-        if (db.queryMsgDB(whole.c_str(), MSGDB_TEXT, texts) == 0) {
+        if (db.find_text(whole.c_str()) == nullptr) {
             debug("message ID <" + whole + "> is not valid; it has no message string defined");
             return 0;
         }
@@ -808,7 +811,7 @@ void msgManager::delstream(std::ostream& stream)
 
 void msgManager::postDebugMsg(const char* text, const char* file, int line)
 {
-    database().postDebugMsg(text, file, line);
+    ketriope::write_debug_line(text, file, line);
 }
 
 // ---- counters

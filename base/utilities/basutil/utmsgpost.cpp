@@ -5,8 +5,9 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
-#include <cstring>
+#include <exception>
 #include <limits>
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -42,13 +43,14 @@ int number_in(const char* name, int otherwise)
     return text != nullptr ? std::atoi(text) : otherwise;
 }
 
-/// Odd: labels in capitals. 3 and above: the text is folded. A value of 0 is read anew at each message,
-/// and counts as even.
+/// Odd: labels in capitals. 3 and above: the text is folded. 0 stands for a value that is not known, so a
+/// variable of 0 is read anew at each message, and counts as even.
+constinit std::atomic<int> known_format{0};
+
 int display_format()
 {
-    static constinit std::atomic<int> format{0};
-    if (format == 0) format = number_in("QVS_MSGMGR_FORMAT", 1);
-    return format;
+    if (known_format == 0) known_format = number_in("QVS_MSGMGR_FORMAT", 1);
+    return known_format;
 }
 
 bool shows_mid()
@@ -67,24 +69,34 @@ bool is_odd(int value)
     return (value & 1) != 0;
 }
 
-/// What stands in front of the text of a message.
-std::string label_of(int type, std::string_view mid, int format)
+/// Appends what stands in front of the text of a message.
+void append_label(std::string& out, int type, std::string_view mid, int format)
 {
-    std::string label;
     if (const ketriope::message_type* row = ketriope::type_row(type);
         row != nullptr && row->capitals != nullptr) {
-        label = is_odd(format) ? row->capitals : row->name;
-        if (!mid.empty() && shows_mid()) label.append(" <").append(mid).append(">");
-        label += " - ";
+        out += is_odd(format) ? row->capitals : row->name;
+        if (!mid.empty() && shows_mid()) out.append(" <").append(mid).append(">");
+        out += " - ";
     }
     const char* const program = ut_msgman != nullptr ? ut_msgman->getprogname() : nullptr;
-    if (type != MSG_STATUS && program != nullptr && *program != '\0') label.append(program).append(": ");
-    return label;
+    if (type != MSG_STATUS && program != nullptr && *program != '\0') out.append(program).append(": ");
 }
 
-/// True while this thread serves streams. What is reported meanwhile does not go to them: a stream that
-/// fails reports it, and would be served with that report again.
-thread_local constinit bool serving_streams = false;
+/// The lists of destinations that this thread is serving. What is reported meanwhile does not go to
+/// them: a stream that fails reports it, and would be served with that report again.
+enum : unsigned { k_files = 1, k_streams = 2, k_ut_streams = 4 };
+thread_local constinit unsigned being_served = 0;
+
+class serving {
+public:
+    explicit serving(unsigned lists) : before_(std::exchange(being_served, being_served | lists)) {}
+    ~serving() { being_served = before_; }
+    serving(const serving&) = delete;
+    serving& operator=(const serving&) = delete;
+
+private:
+    unsigned before_;
+};
 
 void write_whole(std::FILE* file, const std::string& text)
 {
@@ -92,31 +104,21 @@ void write_whole(std::FILE* file, const std::string& text)
     std::fflush(file);
 }
 
-/// Gives `text` to each of `list` that is still in it when its turn comes. A destination that fails, or
-/// changes the list while it is served, does no harm to the others.
+/// Calls `write` for each of `list` that is still in it when its turn comes. A destination that fails,
+/// posts, or changes the list while it is served, does no harm to the others.
 template <class Sink, class Write>
-void serve(const std::vector<Sink*>& list, Write write)
+void serve(unsigned which, const std::vector<Sink*>& list, Write write)
 {
+    if (list.empty() || (being_served & which) != 0) return;
+    const serving guard(which);
     const std::vector<Sink*> now = list;
     for (Sink* sink : now) {
         if (std::ranges::find(list, sink) == list.end()) continue;
         try {
             write(*sink);
-        } catch (...) {  // a log must not end a run
+        } catch (...) {  // a destination must not end a run
         }
     }
-}
-
-/// The text behind a leading label of the legacy manager; the whole where there is none.
-std::string_view without_label(std::string_view text, bool& labelled)
-{
-    for (const std::string_view label : {"WARNING - ", "ERROR - ", "INFO - "}) {
-        labelled = text.size() >= label.size() &&
-                   std::equal(label.begin(), label.end(), text.begin(),
-                              [](char a, char b) { return a == ketriope::to_upper(b); });
-        if (labelled) return text.substr(label.size());
-    }
-    return text;
 }
 
 /// The number, and the type from then on, under which text of the legacy manager is kept.
@@ -151,31 +153,28 @@ int msgDbManager::postMsg(const char* mid, std::vector<std::string>& dynamic,
     dynamicDataReduction(dynamic, reduced);
     const int display = message->msgIsPrintable(reduced, 1);
     const msgPosted& post = record_post(mid, std::move(reduced), navigation, flags, display);
+    const int sid = post.m_sid;
     std::string name;
     std::string level;
     const int type = message->msgType(name, level, true);
-    if (display != 0) {
-        if (type == MSG_DEBUG && variable("QVS_SHOW_DEBUG_MESSAGE") == nullptr) return -1;
-        m_counters.count(type);
-        show(*message, post, type);
-    }
-    write_to_logs(mid, type, post.m_dynamic, post.m_navigation);
-    return post.m_sid;
-}
+    if (display != 0 && type == MSG_DEBUG && variable("QVS_SHOW_DEBUG_MESSAGE") == nullptr) return -1;
 
-/// Delivers a post to the console, unless somebody else shows it, and to the streams.
-void msgDbManager::show(const msgCache& message, const msgPosted& post, int type)
-{
-    const bool piped = m_piping == 1 && type != MSG_STATUS;
-    if (piped)
-        write_whole(stdout,
-                    std::string(compose_log_line(message.msgID(), type, post.m_dynamic, post.m_navigation)) +
-                        "\n");
-    const bool shown_elsewhere = m_callback != nullptr || m_postFunction != nullptr;
-    if (!piped && shown_elsewhere && !has_streams()) return;
-    const std::string text = display_text(message, post.m_dynamic, 0, false) + "\n";
-    if (!piped && !shown_elsewhere) write_whole(is_error(type) ? stderr : stdout, text);
-    write_to_streams(text, true);
+    // All that the record is asked for comes first: a stream that is served may forget the posts.
+    const bool piped = display != 0 && m_piping == 1 && type != MSG_STATUS;
+    const bool on_console = display != 0 && !piped && shows_on_console();
+    std::string line;
+    if (piped || has_log_for(type)) line = log_line(mid, type, post.m_dynamic, post.m_navigation);
+    std::string text;
+    if (display != 0) m_counters.count(type);
+    if (on_console || (display != 0 && has_streams())) {
+        compose_display(*message, post.m_dynamic, type, false, text);
+        text += '\n';
+    }
+    if (piped) write_whole(stdout, line);
+    if (on_console) write_whole(is_error(type) ? stderr : stdout, text);
+    if (display != 0) write_to_streams(text, true);
+    write_to_logs(type, line);
+    return sid;
 }
 
 /// Keeps a post under the next SID.
@@ -183,17 +182,17 @@ msgPosted& msgDbManager::record_post(const char* mid, std::vector<std::string> d
                                      const std::vector<std::string>& navigation, unsigned int flags,
                                      int display)
 {
-    auto post = std::make_shared<msgPosted>();
-    post->m_msgSymId_sym = new dl_Symbol(mid);
-    post->m_flags = flags;
-    post->m_dynamic = std::move(dynamic);
-    post->m_display = display;
-    for (const std::string& each : navigation) post->m_navigation.push_back(new dl_Symbol(each.c_str()));
     if (++m_lastSid == std::numeric_limits<std::int32_t>::max()) m_lastSid = 1;
-    post->m_sid = m_lastSid;
-    std::shared_ptr<msgPosted>& place = m_posts[m_lastSid];
-    place = std::move(post);
-    return *place;
+    m_posts->erase(m_lastSid);  // of an earlier round
+    msgPosted& post = (*m_posts)[m_lastSid];
+    post.m_msgSymId_sym = new dl_Symbol(mid);
+    post.m_sid = m_lastSid;
+    post.m_flags = flags;
+    post.m_dynamic = std::move(dynamic);
+    post.m_navigation.reserve(navigation.size());
+    for (const std::string& each : navigation) post.m_navigation.push_back(new dl_Symbol(each.c_str()));
+    post.m_display = display;
+    return post;
 }
 
 bool msgDbManager::has_streams() const
@@ -204,21 +203,24 @@ bool msgDbManager::has_streams() const
 /// Writes a finished text to the registered streams, and to the files unless these are left out.
 void msgDbManager::write_to_streams(const std::string& text, bool with_files)
 {
-    if (serving_streams || !has_streams()) return;
-    struct served {
-        served() { serving_streams = true; }
-        ~served() { serving_streams = false; }
-    } const guard;
-    if (with_files) serve(m_logFiles, [&](std::FILE& file) { write_whole(&file, text); });
-    serve(m_streams, [&](std::ostream& stream) {
+    if (with_files) serve(k_files, m_logFiles, [&](std::FILE& file) { write_whole(&file, text); });
+    serve(k_streams, m_streams, [&](std::ostream& stream) {
         stream.write(text.data(), static_cast<std::streamsize>(text.size()));
     });
-    serve(m_utStreams, [&](UT_STREAM& stream) {
+    serve(k_ut_streams, m_utStreams, [&](UT_STREAM& stream) {
         if (stream.stackPos() == 0) stream << text.c_str();  // a suspended one takes no messages
     });
 }
 
 // ---- the text
+
+/// The template of a message; null, with a line in the debug channel, for one that is not known.
+const char* msgDbManager::find_text(const char* mid)
+{
+    const msgCache* const message = findMsg(mid);
+    if (message == nullptr) debug("message MID=<" + std::string(mid) + "> is not defined");
+    return message != nullptr ? message->msgString() : nullptr;
+}
 
 const char* msgDbManager::composedMessageDisplay(const char* mid, std::vector<std::string>& dynamic,
                                                  std::string& out, int type, bool bare)
@@ -228,26 +230,25 @@ const char* msgDbManager::composedMessageDisplay(const char* mid, std::vector<st
         debug("message is not existed in message cache");
         return nullptr;
     }
-    out = display_text(*message, dynamic, type, bare);
+    compose_display(*message, dynamic, type, bare, out);
     return out.c_str();
 }
 
-std::string msgDbManager::display_text(const msgCache& message, const std::vector<std::string>& dynamic,
-                                       int type, bool bare)
+void msgDbManager::compose_display(const msgCache& message, const std::vector<std::string>& dynamic, int type,
+                                   bool bare, std::string& out)
 {
-    const int format = display_format();
-    std::string text;
+    out.clear();
     if (!bare) {
         std::string name;
         std::string level;
-        text = label_of(type != 0 ? type : message.msgType(name, level, true), message.msgID(), format);
+        append_label(out, type != 0 ? type : message.msgType(name, level, true), message.msgID(),
+                     display_format());
     }
     const char* const words = message.msgString();
-    text += ketriope::compose_text(words != nullptr ? words : "", dynamic);
-    if (format < k_folding_format) return text;
-    std::string folded;
-    formatString(text.c_str(), folded, k_fold_width);
-    return folded;
+    ketriope::compose_text(words != nullptr ? words : "", dynamic, out);
+    // A text without a label does not ask for the format: it is folded once another has.
+    if (known_format.load(std::memory_order_relaxed) >= k_folding_format)
+        formatString(std::exchange(out, {}).c_str(), out, k_fold_width);
 }
 
 int msgDbManager::formatString(const char* text, std::string& out, int width)
@@ -274,33 +275,45 @@ int msgDbManager::postUtMsgMgr(eMessage_Type type, const char* text, int newline
     }
     int kept_type = type;
     const char* const mid = bridge_of(kept_type);
-    const bool recorded = mid != k_other_mid;
     std::string whole = text;
     const std::string line = type == MSG_STATUS && newline == 0 ? whole : whole + "\n";
     int sid = -1;
     msgCallback callback = nullptr;
-    bool to_console = false;
     {
         const ketriope::section_guard section(ketriope::message_section());
-        if (recorded) {
-            bool labelled = false;
-            const std::string bare(without_label(whole, labelled));
-            if (!labelled) debug("unexpected message type");
-            sid = record_post(mid, {bare}, {}, 0, 0).m_sid;
-        }
+        if (mid != k_other_mid) sid = record_post(mid, {unlabelled(whole)}, {}, 0, 0).m_sid;
         callback = m_callback;
-        to_console = callback == nullptr && m_postFunction == nullptr;
-        if (to_console) write_whole(type == MSG_STATUS ? stdout : stderr, line);
+        if (shows_on_console()) write_whole(type == MSG_STATUS ? stdout : stderr, line);
     }
+    std::exception_ptr thrown;  // goes on when the streams and logs have got their line
     if (callback != nullptr) {  // outside of the section, so that it may post
         std::vector<std::string> dynamic;
         std::vector<std::string> navigation;
-        callback(sid, mid, static_cast<eMessage_Type>(kept_type), whole, dynamic, navigation);
+        try {
+            callback(sid, mid, static_cast<eMessage_Type>(kept_type), whole, dynamic, navigation);
+        } catch (...) {
+            thrown = std::current_exception();
+        }
     }
-    const ketriope::section_guard section(ketriope::message_section());
-    write_to_streams(line, false);
-    write_to_logs(mid, kept_type, {text}, {});
+    {
+        const ketriope::section_guard section(ketriope::message_section());
+        const std::string log = has_log_for(kept_type) ? log_line(mid, kept_type, {text}, {}) : "";
+        write_to_streams(line, false);
+        write_to_logs(kept_type, log);
+    }
+    if (thrown) std::rethrow_exception(thrown);
     return sid;
+}
+
+/// The text behind a leading label of the legacy manager; the whole where there is none.
+std::string msgDbManager::unlabelled(const std::string& text)
+{
+    const auto same = [](char a, char b) { return a == ketriope::to_upper(b); };
+    for (const std::string_view label : {"WARNING - ", "ERROR - ", "INFO - "})
+        if (text.size() >= label.size() && std::equal(label.begin(), label.end(), text.begin(), same))
+            return text.substr(label.size());
+    debug("unexpected message type");
+    return text;
 }
 
 // ---- operations of an older generation
@@ -334,7 +347,11 @@ int msgDbManager::postMsg(const char*, const char*, const char*, const char*, co
 void msgDbManager::postErrorStatus(const char* mid, std::vector<std::string>& dynamic,
                                    std::vector<std::string>& navigation)
 {
-    if (!m_errorStatus) m_errorStatus = std::make_shared<msgPosted>();
+    try {
+        if (!m_errorStatus) m_errorStatus = std::make_shared<msgPosted>();
+    } catch (const std::bad_alloc&) {
+        return debug("fails to allocate memeory space");
+    }
     delete std::exchange(m_errorStatus->m_msgSymId_sym, new dl_Symbol(mid));
     m_errorStatus->m_dynamic = dynamic;
     // Entries are replaced where there are some, and none are added: a status has none to begin with.
@@ -410,22 +427,22 @@ void msgDbManager::setPostMsgFun(msgPostFunction function)
 
 msgPosted* msgDbManager::retrieveMsgPosted(int sid)
 {
-    const auto found = m_posts.find(sid);
-    return found != m_posts.end() ? found->second.get() : nullptr;
+    const auto found = m_posts->find(sid);
+    return found != m_posts->end() ? &found->second : nullptr;
 }
 
 int msgDbManager::retrieveAllMsgPosted(std::vector<int>& sids)
 {
     sids.clear();
-    for (const auto& [sid, post] : m_posts) sids.push_back(sid);
+    for (const auto& [sid, post] : *m_posts) sids.push_back(sid);
     return static_cast<int>(sids.size());
 }
 
 void msgDbManager::resetMsgBuffer(eMessage_Type types)
 {
-    if (types == MSG_ALL) return m_posts.clear();
-    std::erase_if(m_posts, [&](const auto& each) {
-        const dl_Symbol* const mid = each.second->m_msgSymId_sym;
+    if (types == MSG_ALL) return m_posts->clear();
+    std::erase_if(*m_posts, [&](const auto& each) {
+        const dl_Symbol* const mid = each.second.m_msgSymId_sym;
         const msgCache* const message = mid != nullptr ? findMsg(mid->c_str()) : nullptr;
         if (message == nullptr) return false;
         std::string name;

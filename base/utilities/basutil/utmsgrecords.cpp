@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
@@ -102,9 +103,9 @@ msgPosted::~msgPosted()
     for (dl_Symbol* each : m_navigation) delete each;
 }
 
-unsigned int logFileCache::logFileCacheId = 1;
+constinit unsigned int logFileCache::logFileCacheId = 1;
 
-logFileCache::logFileCache() : m_id(logFileCacheId++) {}
+logFileCache::logFileCache() : m_id(std::atomic_ref<unsigned int>(logFileCacheId).fetch_add(1)) {}
 
 logFileCache::~logFileCache()
 {

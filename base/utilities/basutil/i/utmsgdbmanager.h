@@ -217,8 +217,12 @@ protected:
     msgCache* _getMsgInCache(const char* mid);
     msgCache* createMsgInCache(const char* mid, msgCache* existing);
 
+    int m_lastSid = 0;  ///< of the latest post
+
 private:
     friend class msgManager;
+
+    using post_table = std::unordered_map<int, msgPosted>;  ///< by SID
 
     struct help_table;  ///< numbers of messages, with the element that tells about them
 
@@ -236,18 +240,20 @@ private:
     // posting
     msgPosted& record_post(const char* mid, std::vector<std::string> dynamic,
                            const std::vector<std::string>& navigation, unsigned int flags, int display);
-    void show(const msgCache& message, const msgPosted& post, int type);
-    std::string display_text(const msgCache& message, const std::vector<std::string>& dynamic, int type,
-                             bool bare);
+    const char* find_text(const char* mid);
+    std::string unlabelled(const std::string& text);
+    void compose_display(const msgCache& message, const std::vector<std::string>& dynamic, int type,
+                         bool bare, std::string& out);
+    bool shows_on_console() const { return m_callback == nullptr && m_postFunction == nullptr; }
     bool has_streams() const;
     void write_to_streams(const std::string& text, bool with_files);
     msgTypeCallback* type_callback(int type);
 
     // logs
-    const char* compose_log_line(const char* mid, int type, const std::vector<std::string>& dynamic,
-                                 const std::vector<dl_Symbol*>& navigation);
-    void write_to_logs(const char* mid, int type, const std::vector<std::string>& dynamic,
-                       const std::vector<dl_Symbol*>& navigation);
+    static std::string log_line(const char* mid, int type, const std::vector<std::string>& dynamic,
+                                const std::vector<dl_Symbol*>& navigation);
+    bool has_log_for(int type) const;
+    void write_to_logs(int type, const std::string& line);
 
     // settings and help
     std::vector<msgCache*> messages_with_setting() const;
@@ -267,8 +273,7 @@ private:
     msgCallback m_callback = nullptr;
     msgPostFunction m_postFunction = nullptr;
     msgTypeCallback m_typeCallbacks[5] = {};
-    int m_lastSid = 0;
-    std::unordered_map<int, std::shared_ptr<msgPosted>> m_posts;  ///< by SID
+    std::shared_ptr<post_table> m_posts = std::make_shared<post_table>();
     std::shared_ptr<msgPosted> m_errorStatus;
     std::vector<std::ostream*> m_streams;
     std::vector<UT_STREAM*> m_utStreams;

@@ -38,7 +38,9 @@ public:
 
     /// Objects made with `new` come from a list of those that were deleted before.
     static void* operator new(std::size_t size);
-    static void operator delete(void* object) noexcept;
+    static void* operator new(std::size_t, void* place) noexcept { return place; }
+    static void operator delete(void* object, std::size_t size) noexcept;
+    static void operator delete(void*, void*) noexcept {}
 
     /// Puts the five counters of this object back to 0. Returns 1.
     int reNew();
