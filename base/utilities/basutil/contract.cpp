@@ -23,8 +23,16 @@ short line_of(const site& where, const source_location& at) noexcept
 void contract_failed(const site& where, const char* text, source_location at)
 {
     const short line = line_of(where, at);
-    if (posted_to_database([&](message_database& db) { db.post_contract(where.module, line, text); })) {
-        if (!where.in_destructor || std::uncaught_exceptions() == 0) msg_throw(-1);
+    const bool may_throw = !where.in_destructor || std::uncaught_exceptions() == 0;
+    const auto post = [&](message_database& db) {
+        try {
+            db.post_contract(where.module, line, text);
+        } catch (int) {  // the database has no messages; that is what its status tells from now on
+            if (may_throw) throw;
+        }
+    };
+    if (posted_to_database(post)) {
+        if (may_throw) msg_throw(-1);
         return;
     }
     if (ut_msgman != nullptr) {

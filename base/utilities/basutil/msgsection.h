@@ -9,5 +9,10 @@ namespace ketriope {
 std::recursive_mutex& message_section();
 
 using section_guard = std::lock_guard<std::recursive_mutex>;
+using section_lock = std::unique_lock<std::recursive_mutex>;
+
+/// The section for who ends the process: not locked if another thread keeps it for seconds, as one that
+/// is stuck in it does. A run must come to its end even so.
+section_lock section_in_time();
 
 }  // namespace ketriope

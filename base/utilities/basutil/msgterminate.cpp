@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <string>
 #include <utility>
 #include <vector>
@@ -46,6 +47,8 @@ failure find_failure()
 /// Looking for it may load message files, and fail in turn; then that failure is what there is to tell.
 failure find_failure_safely()
 {
+    const ketriope::section_lock section = ketriope::section_in_time();
+    if (!section) return {};  // a thread is stuck in it, and would keep us, too
     for (int tries = 0; tries < 2; ++tries) {
         try {
             return find_failure();
@@ -71,6 +74,25 @@ void report(const failure& what, const std::string& dump)
 }
 
 }  // namespace
+
+namespace {
+
+constinit std::terminate_handler handler_before = nullptr;
+
+/// Code that has been unloaded must not be called. At the end of the process this runs behind the
+/// destructors of all static objects, one of which may still fail to catch something.
+[[gnu::destructor]] void give_uncaught_exceptions_back() noexcept
+{
+    if (handler_before != nullptr && std::get_terminate() == msg_terminate)
+        std::set_terminate(handler_before);
+}
+
+}  // namespace
+
+void ketriope::take_uncaught_exceptions() noexcept
+{
+    if (std::get_terminate() != msg_terminate) handler_before = std::set_terminate(msg_terminate);
+}
 
 void msg_throw(int code)
 {

@@ -9,6 +9,7 @@
 // constant-initialised or made on first use.
 #include "startup.h"
 
+#include <atomic>
 #include <cstdio>
 #include <new>
 
@@ -33,7 +34,7 @@ namespace ketriope {
 namespace {
 
 constinit bool building = false;
-constinit bool exit_begun = false;
+constinit std::atomic<bool> exit_begun = false;
 
 class start_and_stop {
 public:
@@ -74,7 +75,12 @@ void note_exit_begun() noexcept
 
 void leave_process(int exit_value)
 {
-    if (!exit_begun) return platform::os().end_process(exit_value);
+    if (!exit_begun.exchange(true)) {
+        const struct goes_on {  // where a test stands in for the end of the process
+            ~goes_on() { exit_begun = false; }
+        } after_all;
+        return platform::os().end_process(exit_value);
+    }
     std::fflush(stdout);
     std::fflush(stderr);
     platform::os().end_process_now(exit_value);

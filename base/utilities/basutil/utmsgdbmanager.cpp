@@ -2,6 +2,8 @@
 #include "utmsgdbmanager.h"
 
 #include <atomic>
+#include <chrono>
+#include <thread>
 
 #include "msgsection.h"
 
@@ -12,6 +14,20 @@ std::recursive_mutex& ketriope::message_section()
 {
     static std::recursive_mutex& mutex = *new std::recursive_mutex;
     return mutex;
+}
+
+ketriope::section_lock ketriope::section_in_time()
+{
+    constexpr std::chrono::seconds k_patience{2};
+    constexpr std::chrono::milliseconds k_pause{1};
+    static constinit std::atomic<bool> in_vain = false;  // once is enough
+    section_lock section(message_section(), std::try_to_lock);
+    const auto end = std::chrono::steady_clock::now() + k_patience;
+    while (!section && !in_vain) {
+        std::this_thread::sleep_for(k_pause);
+        if (!section.try_lock() && std::chrono::steady_clock::now() > end) in_vain = true;
+    }
+    return section;
 }
 
 msgDbManager::msgDbManager()

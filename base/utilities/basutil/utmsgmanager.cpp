@@ -4,7 +4,6 @@
 
 #include <atomic>
 #include <cstdlib>
-#include <exception>
 #include <utility>
 
 #include "free_list.h"
@@ -12,7 +11,6 @@
 #include "msgmid.h"
 #include "msgsection.h"
 #include "msgtemplate.h"
-#include "msgterminate.h"
 #include "msgtypes.h"
 #include "platform.h"
 #include "startup.h"
@@ -117,7 +115,10 @@ msgManager::msgManager(int) {}
 
 void msgManager::endMessages()
 {
-    const section_guard section(message_section());
+    // Nothing is left of it when the terminate handler has been here before the exit handler.
+    if (msgManagerInitPtr == nullptr && msgDbManager::findUniqueDbManager() == nullptr) return;
+    const ketriope::section_lock section = ketriope::section_in_time();
+    if (!section) return;  // logs without their end lines, then; all posted lines are in them
     delete std::exchange(msgManagerInitPtr, nullptr);
     msgDbManager* const ending = msgDbManager::findUniqueDbManager();
     if (ending == nullptr) return;
@@ -145,7 +146,7 @@ void msgManager::msgManagerInitSetting(int)
     if (initialized.load(std::memory_order_relaxed) == 1) return;  // by another thread, or from within
     initialized.store(1, std::memory_order_release);
     std::atexit(end_with_the_process);
-    std::set_terminate(msg_terminate);
+    ketriope::take_uncaught_exceptions();
     database();
     if (msgManagerInitPtr == nullptr) msgManagerInitPtr = new msgManager(0);
 }
