@@ -24,6 +24,7 @@
 #include "utbyteorder.h"
 #include "utgeometry.h"
 #include "utgetenv.h"
+#include "utmsgcapture.h"
 #include "utmsgdbmanager.h"
 #include "utmsgmanager.h"
 #include "utmsgrecords.h"
