@@ -89,16 +89,16 @@ bool begins_element(std::string_view text)
     return is_letter(first) || first == '_' || static_cast<unsigned char>(first) > 0x7e;
 }
 
-/// True for a declaration of which the parser may think that a value goes on behind its `>`.
-bool leaves_quote_open(std::string_view declaration)
+/// True if the parser, too, takes the `>` of a declaration for its end: it may think that a value goes on.
+bool has_plain_end(std::string_view declaration)
 {
     for (const char quote : {'"', '\''}) {
         std::size_t at = declaration.rfind(quote);
         if (at == k_npos) continue;
         at = declaration.find_last_not_of(" \t\n\r\v\f", at - 1);
-        if (at != k_npos && declaration[at] == '=') return true;
+        if (at != k_npos && declaration[at] == '=') return false;
     }
-    return false;
+    return declaration.ends_with('>');
 }
 
 /// True if the parser, which reads markup by these very rules, may follow `text` safely.
@@ -118,7 +118,7 @@ bool is_shallow(std::string_view text)
         } else {  // the end of an element, a declaration, or something that the parser only passes over
             end = behind(text, ">", at);
             if (rest.starts_with("</")) depth = std::max(depth - 1, 0);
-            if (rest.starts_with("<?") && leaves_quote_open(text.substr(at, end - at))) return false;
+            if (rest.starts_with("<?") && !has_plain_end(text.substr(at, end - at))) return false;
         }
     }
     return true;
@@ -131,7 +131,6 @@ std::unique_ptr<TiXmlDocument> load_xml(const std::string& path)
     std::string text;
     if (!read_whole(path, text)) return nullptr;
     text.resize(std::min(text.find('\0'), text.size()));
-    text.resize(text.rfind('>') + 1);  // behind it nothing can be told; k_npos leaves nothing at all
     make_lines_plain(text);
     if (!is_shallow(text)) return nullptr;
     // Where a character is broken each byte is one: the text is then kept as it stands.
