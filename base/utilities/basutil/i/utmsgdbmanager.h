@@ -91,14 +91,6 @@ public:
     msgCache* updateMsgType(const char* mid, const char* typeName, int level);
     /// Replaces `out` by one item of a message; returns how much there is, 0 for none.
     int queryMsgDB(const char* mid, eMessageDB_Data item, std::vector<std::string>& out);
-    int queryMsgDB(int mid, eMessageDB_Data item, std::vector<std::string>& out);
-    /// The entry of a file by name or FID, loaded if it can be; null for one that the index does not name.
-    msgFileCache* findMsgFileCache(const char* fidOrName);
-    /// Makes an entry for a file that the index does not name; null if there is no such file.
-    msgFileCache* createMsgFileCache(const char* name);
-    msgFileCache* createMsgFileCacheXML(const char* name);
-    /// The record of a message, with its element or definition if there is one; null if there can be none.
-    msgCache* findMsg(const char* mid);
 
     // ---- posting
 
@@ -178,28 +170,47 @@ public:
 
     // ---- settings, statistics, help
 
+    /// Gives a message another type; `internal` says that the tool wants it, not the user. Returns the
+    /// type, 0 for a message that cannot be.
     int setMsgType(const char* mid, eMessage_Type type, bool internal);
+    /// Takes the type of a message back, that of all messages for null. Returns 1.
     int resetMsgType(const char* mid);
+    // The settings with that flag, by number; each replaces what its vectors hold, and returns the count.
     int findMsgTypeSetting(std::vector<int>& mids, std::vector<eMessage_Type>& types, bool internal);
     int findMsgDisabledSetting(std::vector<int>& mids, bool internal);
+    /// Pairs of a number and how often the message is still shown.
     int findMsgDisplayCnt(std::vector<std::pair<int, int>>& out, bool internal);
+    /// Shows a message `count` more times; 0 hides it.
     void disableMsg(const char* mid, int count);
     void disableMsg(std::string& mid, int count);
+    /// Hides the posts of a message that have these arguments.
     void disableMsg(const char* mid, std::vector<std::string>& dynamic);
+    /// Shows a message without limit; the arguments for which it is hidden stay. Null: all messages, and
+    /// whatever their arguments.
     void enableMsg(const char* mid);
     void enableMsg(std::string& mid);
     void enableMsg(const char* mid, std::vector<std::string>& dynamic);
+    /// The type of a message with its setting applied, MSG_STATUS for one that is not known; 0, with a
+    /// line in the debug channel, for a type of no name.
     eMessage_Type findMsgType(const char* mid);
+    /// Writes the settings to a file, in the order of the numbers; 0 if it cannot be opened.
     int saveMsgSetting(const char* path);
-    /// Reads the settings of a file. `fid` goes in front of a MID of four characters.
+    /// Reads such a file: 1, or 0 for null and for a file that cannot be read. A faulty entry is told to the
+    /// debug channel, and the others count. `fid` goes in front of a MID of four characters.
     int setMsgSetting(const char* path, const std::string& fid = {});
+    /// Writes "number=posts" for each message posted, below "[section]". Returns how many messages; 0, and
+    /// no file, for none, and 0 if it cannot be opened.
     int saveMsgStatistic(const char* section, const char* path);
     void disableMsgType(int types);
     void enableMsgType(int types);
     void resetMsgTypePrintable(int types);
     bool isMsgTypePrintable(int types) const;
     void setPrintCount(int count);
+    /// Appends the attributes "href", "web" and "datasheet" of the help data for a message, null where one
+    /// is missing, and returns the size of `out`. Lifetime: that of the database.
     int queryMsgHelpDB(const char* mid, std::vector<const char*>& out);
+    /// Replaces the three by the functions that the navigation data has for a message; a missing index reads
+    /// "both". Returns how many.
     int queryMsgNavigationTools(const char* mid, std::vector<std::string>& menus,
                                 std::vector<std::string>& commands, std::vector<std::string>& indexes);
     int queryMsgNavigationTools(const char* mid, std::vector<std::string>& menus,
@@ -209,13 +220,34 @@ public:
     static std::FILE* g_debugFile;  ///< null until the debug channel is opened
 
 protected:
+    /// The directory of the message files, found once: "msgdata" below `ENV` or `FOUNDRY`, where there is
+    /// an index; "." where none is found.
     const char* getMsgSrcDir();
+    /// Loads the index and enters its files. Returns twice the number of its entries, 0 for an index
+    /// without a root; 1, with a line in the debug channel, if it is loaded already.
     int buildIndexTableXML();
     void buildIndexTable();
+    /// Reads `name`.xml from the first place that has it, or from what the variable "MSG_" and the name
+    /// tells. Ownership: the caller's. Null, with an error status, if there is none.
     TiXmlDocument* loadMsgFileXML(const char* name);
+    /// The entry of a file by name or FID; null for a file that the index does not name, or that cannot be
+    /// read.
     msgFileCache* findMsgFileCacheXML(const char* fidOrName);
+    /// As the former, with owner and description; a file that cannot be read gives an entry without a
+    /// document.
+    msgFileCache* findMsgFileCache(const char* fidOrName);
+    /// Makes an entry for a file that the index does not name; null if there is no such file, or its FID
+    /// is taken.
+    msgFileCache* createMsgFileCacheXML(const char* name);
+    msgFileCache* createMsgFileCache(const char* name);
+    /// The record of a message, made if there is none.
     msgCache* _getMsgInCache(const char* mid);
+    /// Searches a message in its file and binds it to its record, made if `existing` is null.
+    ///
+    /// Returns `existing` if the file is not known; null for a MID that cannot be one. A message that its
+    /// file does not define has a record without an element.
     msgCache* createMsgInCache(const char* mid, msgCache* existing);
+    int queryMsgDB(int mid, eMessageDB_Data item, std::vector<std::string>& out);
 
     int m_lastSid = 0;  ///< of the latest post
 
@@ -235,6 +267,7 @@ private:
     msgFileCache* main_entry(const char* fidOrName);
     bool load(msgFileCache& entry);
     msgCache* find_record(const char* mid) const;
+    msgCache* findMsg(const char* mid);
     msgCache* find_editable(const char* mid);
 
     // posting
