@@ -213,3 +213,48 @@ TEST(MsgXml, AnAttributeOfAHundredMegabytesIsRead)
     ASSERT_NE(document, nullptr);
     EXPECT_EQ(document->RootElement()->Attribute(std::string("a"))->size(), k_size);
 }
+
+namespace {
+
+/// "line: what" of the fault of `bytes`.
+std::string fault_of(std::string_view bytes)
+{
+    const temp_directory directory;
+    const std::string path = directory / "file.xml";
+    write_file(path, bytes);
+    ketriope::xml_fault fault;
+    EXPECT_EQ(load_xml(path, &fault), nullptr);
+    return std::to_string(fault.line) + ": " + fault.what;
+}
+
+}  // namespace
+
+TEST(MsgXml, TellsWhichLineIsToBlameAndWhy)
+{
+    EXPECT_EQ(fault_of("<root>\n\n<msg a='1' a></msg></root>"), "3: Error reading Attributes.");
+    EXPECT_EQ(fault_of("<root>\r\n\r\n<msg a='1' a></msg></root>"), "3: Error reading Attributes.");
+    EXPECT_EQ(fault_of("\n" + repeated("<a>\n", 600)), "502: Error: the elements are nested too deep.");
+    EXPECT_EQ(fault_of("<a/>\n<?xml version='>' ?>"), "2: Error: the end of the declaration is not plain.");
+}
+
+TEST(MsgXml, TellsThatAFileCannotBeRead)
+{
+    const temp_directory directory;
+    for (const std::string& path : {directory / "missing.xml", directory.path()}) {
+        ketriope::xml_fault fault;
+        EXPECT_EQ(load_xml(path, &fault), nullptr);
+        EXPECT_EQ(fault.line, 0);
+        EXPECT_EQ(fault.what, "Error: the file cannot be read.");
+    }
+}
+
+TEST(MsgXml, AFileThatLoadsLeavesTheFaultAlone)
+{
+    const temp_directory directory;
+    const std::string path = directory / "file.xml";
+    write_file(path, "<root/>");
+    ketriope::xml_fault fault{7, "untouched"};
+    EXPECT_NE(load_xml(path, &fault), nullptr);
+    EXPECT_EQ(fault.line, 7);
+    EXPECT_EQ(fault.what, "untouched");
+}

@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdio>
+#include <optional>
 #include <string_view>
+#include <utility>
 
 #include "ascii.h"
 #include "platform.h"
@@ -101,8 +103,14 @@ bool has_plain_end(std::string_view declaration)
     return declaration.ends_with('>');
 }
 
-/// True if the parser, which reads markup by these very rules, may follow `text` safely.
-bool is_shallow(std::string_view text)
+/// A fault at that place of the text.
+xml_fault fault_at(std::string_view text, std::size_t at, const char* what)
+{
+    return {static_cast<int>(std::ranges::count(text.substr(0, at), '\n')) + 1, what};
+}
+
+/// What keeps the parser, which reads markup by these very rules, from following `text` safely.
+std::optional<xml_fault> find_danger(std::string_view text)
 {
     int depth = 0;
     std::size_t end = 0;
@@ -114,31 +122,38 @@ bool is_shallow(std::string_view text)
             end = behind(text, "]]>", at + 9);
         } else if (begins_element(rest)) {
             end = behind_tag(text, at);
-            if (!text.substr(at, end - at).ends_with("/>") && ++depth > k_deepest) return false;
+            if (!text.substr(at, end - at).ends_with("/>") && ++depth > k_deepest)
+                return fault_at(text, at, "Error: the elements are nested too deep.");
         } else {  // the end of an element, a declaration, or something that the parser only passes over
             end = behind(text, ">", at);
             if (rest.starts_with("</")) depth = std::max(depth - 1, 0);
-            if (rest.starts_with("<?") && !has_plain_end(text.substr(at, end - at))) return false;
+            if (rest.starts_with("<?") && !has_plain_end(text.substr(at, end - at)))
+                return fault_at(text, at, "Error: the end of the declaration is not plain.");
         }
     }
-    return true;
+    return std::nullopt;
 }
 
 }  // namespace
 
-std::unique_ptr<TiXmlDocument> load_xml(const std::string& path)
+std::unique_ptr<TiXmlDocument> load_xml(const std::string& path, xml_fault* fault)
 {
+    const auto refused = [fault](xml_fault why) -> std::unique_ptr<TiXmlDocument> {
+        if (fault != nullptr) *fault = std::move(why);
+        return nullptr;
+    };
     std::string text;
-    if (!read_whole(path, text)) return nullptr;
+    if (!read_whole(path, text)) return refused({0, "Error: the file cannot be read."});
     text.resize(std::min(text.find('\0'), text.size()));
     make_lines_plain(text);
-    if (!is_shallow(text)) return nullptr;
+    if (auto danger = find_danger(text)) return refused(*std::move(danger));
     // Where a character is broken each byte is one: the text is then kept as it stands.
     const TiXmlEncoding encoding =
         has_whole_characters(text) ? TIXML_ENCODING_UNKNOWN : TIXML_ENCODING_LEGACY;
     auto document = std::make_unique<TiXmlDocument>(path.c_str());
     document->Parse(text.c_str(), nullptr, encoding);
-    return document->Error() ? nullptr : std::move(document);
+    if (document->Error()) return refused({document->ErrorRow(), document->ErrorDesc()});
+    return document;
 }
 
 }  // namespace ketriope

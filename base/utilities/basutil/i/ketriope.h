@@ -20,6 +20,7 @@
 #include "msgman.h"
 #include "msgstr.h"
 #include "msgterminate.h"
+#include "msgxml.h"
 #include "stringUtil.h"
 #include "utbyteorder.h"
 #include "utgeometry.h"
