@@ -5,13 +5,14 @@
 // the latest record. So the memory bounds the search, and not the depth of calls.
 // What can be seen to fail is not gone into: that saves time and records, and changes no result.
 // The program is checked where it is read, since nothing else guards a damaged one.
+#include "basutregexp.h"
+
 #include <algorithm>
 #include <array>
 #include <cstring>
 #include <memory>
 #include <string_view>
 
-#include "basutregexp.h"
 #include "basutregprogram.h"
 #include "contract.h"
 
@@ -262,7 +263,7 @@ struct UT_REGEXP::REGEXEC_STATE {
     std::size_t alternative(std::size_t node, std::size_t most);
     bool fit_runs(std::size_t next, const unsigned char* first, std::size_t& runs, std::size_t least);
 
-    static constexpr std::size_t k_few = 8;
+    static constexpr std::size_t k_few = 8;  // so that one of thousands that matches is found in short time
     static constexpr std::size_t k_all = ~std::size_t{0};
 
     const program_view program;
