@@ -478,7 +478,7 @@ std::size_t UT_REGEXP::regrepeat(REGEXEC_STATE& state, std::size_t operand)
 bool UT_REGEXP::regmatch(REGEXEC_STATE& state, std::size_t node)
 {
     // What a loop repeats has width, so no more loops go back at one place of the text than there are groups.
-    const unsigned char* looped = nullptr;
+    const unsigned char* looped = state.input;
     int loops = 0;
     for (;;) {
         if (!state.program.holds(node)) return state.corrupted_pointers();
@@ -538,7 +538,7 @@ UT_STRKEYS UT_REGEXP::match(const UT_STROBJ& text, ut_uint64 start) const
     if (start > text.length() || !ok() || static_cast<unsigned char>(program_[0]) != k_magic) return keys;
     const std::string_view all(text.getstring(), text.length());
     const std::string_view must(regmust_.getstring(), regmust_.length());
-    if (!must.empty() && all.find(must, start) == all.npos) return keys;
+    if (!must.empty() && all.find(must, start) == std::string_view::npos) return keys;
 
     REGEXEC_STATE state(program_, all);
     if (reganch_ != 0) {
