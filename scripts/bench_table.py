@@ -42,9 +42,8 @@ def medians(paths):
 
 
 def read_goals(path):
-    lines = pathlib.Path(path).read_text().splitlines()
-    goals = (re.split(r"\s{2,}", line) for line in lines if line and not line.startswith("#"))
-    return {(work, peer): (measure, float(bound)) for work, peer, measure, bound in goals}
+    rows = (line.split() for line in pathlib.Path(path).read_text().splitlines() if not line.startswith("#"))
+    return {(work, peer): (measure, float(bound)) for work, peer, measure, bound in filter(None, rows)}
 
 
 def scaled(value, units):
