@@ -9,6 +9,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <limits>
 #include <set>
 #include <thread>
 
@@ -572,7 +573,7 @@ TEST(PlatformChild, SpawnAndWaitGivesTheExitCode)
 
 TEST(PlatformChild, AProgramThatIsNotThereGivesMinusOne)
 {
-    const std::array<const char*, 2> argv{"/no such/program", nullptr};
+    const std::array<const char*, 2> argv{"ketriope-no-such-program", nullptr};
     errno = 0;
     EXPECT_EQ(os().spawn_and_wait(argv.data()), -1);
     EXPECT_EQ(errno, ENOENT);
@@ -644,6 +645,46 @@ TEST(PlatformDump, ThereAreNone)
     const temp_directory place;
     EXPECT_FALSE(os().write_crash_dump((place / "a.dmp").c_str()));
     EXPECT_FALSE(std::filesystem::exists(place / "a.dmp"));
+}
+
+// ---- dates
+
+/// 2 March 2005, 06:07:08 UTC, a Wednesday.
+constexpr std::int64_t k_instant = 1'109'743'628;
+
+TEST(PlatformDates, UniversalTimeHasNoZone)
+{
+    const scoped_zone ahead("XYZ-2");
+    std::tm fields{};
+    ASSERT_TRUE(os().utc_time(k_instant, fields));
+    EXPECT_EQ(fields.tm_year, 105);
+    EXPECT_EQ(fields.tm_mon, 2);
+    EXPECT_EQ(fields.tm_mday, 2);
+    EXPECT_EQ(fields.tm_hour, 6);
+    EXPECT_EQ(fields.tm_min, 7);
+    EXPECT_EQ(fields.tm_sec, 8);
+    EXPECT_EQ(fields.tm_wday, 3);
+    EXPECT_FALSE(os().utc_time(std::numeric_limits<std::int64_t>::max(), fields));
+}
+
+TEST(PlatformDates, AreWrittenInTheWordsOfTheCLocale)
+{
+    std::tm fields{};
+    ASSERT_TRUE(os().utc_time(k_instant, fields));
+    std::array<char, 64> text{};
+    const char* const written = "Wed Wednesday Mar March 03/02/05 06:07:08 AM";
+    EXPECT_EQ(os().format_time(text.data(), text.size(), "%a %A %b %B %x %X %p", fields),
+              std::string_view(written).size());
+    EXPECT_STREQ(text.data(), written);
+}
+
+TEST(PlatformDates, ATextThatDoesNotFitHasLength0)
+{
+    std::tm fields{};
+    std::array<char, 5> text{};
+    EXPECT_EQ(os().format_time(text.data(), text.size(), "1234", fields), 4U);
+    EXPECT_STREQ(text.data(), "1234");
+    EXPECT_EQ(os().format_time(text.data(), text.size(), "12345", fields), 0U);
 }
 
 // ---- numbers; the whole suite runs once more under a locale with a decimal comma

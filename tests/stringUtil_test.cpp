@@ -387,7 +387,7 @@ TEST_F(InternalError, DumpsTheMessageAtEachCallIfAsked)
             internalError(nullptr, "M", "dumped.c", 1, 1);
         });
     }));
-    EXPECT_EQ(out, "100% %n %s\nagain\nNULL\n");
+    EXPECT_EQ(out, "100% %n %s\nagain\n\n");
     EXPECT_EQ(occurrences(err, k_sentence), 1U);
 }
 
@@ -395,6 +395,61 @@ TEST_F(InternalError, ANullFileNameIsAnEmptyOne)
 {
     EXPECT_NE(stderr_of([] { internalError("x", "M", nullptr, 7, 1); }).find("INTERNAL CODE : M::7:1.0"),
               std::string::npos);
+}
+
+TEST_F(InternalError, ANullMessageIsAnEmptyOne)
+{
+    const scoped_environment shown("QVS_SHOW_INTERNAL_ERROR", "");
+    const std::string err = unfolded(stderr_of([] { internalError(nullptr, "M", "null.c", 1, 1); }));
+    EXPECT_EQ(err.find(std::string("ERROR - \nERROR - ") + k_sentence), 0U) << err;
+}
+
+/// A database that does `on_post` with each line that it gets.
+class listening_database final : public ketriope::message_database {
+public:
+    explicit listening_database(void (*on_post)())
+        : on_post_(on_post), before_(ketriope::install_database(this))
+    {
+    }
+    ~listening_database() { ketriope::install_database(before_); }
+    listening_database(const listening_database&) = delete;
+    listening_database& operator=(const listening_database&) = delete;
+    int posts() const { return posts_; }
+
+    void post_contract(const char*, int, const char*) override {}
+    void post_numbered(const char*, const char*, ut_va_list) override {}
+    void post_text(const char*, const char*) override {}
+    void post_finished(int, const char*) override
+    {
+        ++posts_;
+        on_post_();
+    }
+    void show_types(int, bool) override {}
+
+private:
+    void (*on_post_)();
+    ketriope::message_database* before_;
+    int posts_ = 0;
+};
+
+TEST(InternalErrorAndTheDatabase, ReturnsThoughTheDatabaseThrows)
+{
+    const scoped_environment dumped("QVS_INTERNAL_ERROR_DUMP_TERMINAL", "");
+    const message_capture capture;
+    const listening_database refusing([] { throw -1; });
+    EXPECT_EQ(stdout_of([] { internalError("x", "M", "refused.c", 1, 1); }), "x\n");
+    EXPECT_EQ(refusing.posts(), 1);
+    EXPECT_EQ(stdout_of([] { internalError("x", "M", "refused.c", 1, 1); }), "x\n");
+    EXPECT_EQ(refusing.posts(), 1);
+}
+
+TEST(InternalErrorAndTheDatabase, AListenerWhoComesBackIsNotToldAgain)
+{
+    const scoped_environment show("QVS_SHOW_INTERNAL_ERROR", nullptr);
+    const message_capture capture;
+    const listening_database nagging([] { internalError("x", "M", "again.c", 1, 1); });
+    internalError("x", "M", "again.c", 1, 1);
+    EXPECT_EQ(nagging.posts(), 2);  // the sentence and the site
 }
 
 TEST(InternalErrorAndTheDatabase, GetsTheSentenceAndTheSite)

@@ -2,8 +2,6 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include <dlfcn.h>
-
 #include "basutform.h"
 #include "basutstr.h"
 
@@ -32,7 +30,6 @@ const early_and_late global;
 
 int main()
 {
-    if (::dlsym(RTLD_DEFAULT, "ut_Cform") == nullptr) return 1;  // exported under its plain name
     thread_object.number = 3;
     std::atexit([] { show("exit handler", 4); });
     show("main", 2);

@@ -1,6 +1,7 @@
 // tests/support/scoped_environment.h: an environment variable for the time of a block.
 #pragma once
 #include <cstdlib>
+#include <ctime>
 #include <optional>
 #include <string>
 
@@ -27,4 +28,16 @@ private:
 
     std::string name_;
     std::optional<std::string> before_;
+};
+
+/// The time zone of the process is `zone` for the time of a block.
+class scoped_zone {
+public:
+    explicit scoped_zone(const char* zone) : variable_("TZ", zone) { ::tzset(); }
+
+private:
+    struct runtime {
+        ~runtime() { ::tzset(); }
+    } told_last_;  // destroyed when the variable is back
+    scoped_environment variable_;
 };

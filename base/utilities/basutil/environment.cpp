@@ -313,7 +313,7 @@ const char* dl_Environment::format(std::string& out, const char* format, ...)
     char text[k_text] = "";
     ut_va_list arguments;
     va_start(arguments, format);
-    const int length = std::vsnprintf(text, sizeof text, format, arguments);
+    const int length = os().format_list(text, sizeof text, format, arguments);
     va_end(arguments);
     if (length >= static_cast<int>(sizeof text)) {
         std::fputs(" data size overflow\n", stderr);

@@ -85,6 +85,19 @@ std::string& hidden_text()
     return text;
 }
 
+/// Shows the fixed sentence and the place. A caller goes on after `internalError`, so the `int` that the
+/// database throws where it cannot post stays here.
+void report_place(const char* text, const char* module, const char* file, int line)
+{
+    try {
+        if (ut_getenv("QVS_SHOW_INTERNAL_ERROR") != nullptr) ut_msgman->error(text, 0);
+        ut_msgman->internal("Internal error thrown. May jeopardize correctness of functionality or cause "
+                            "termination of program. Please file bug report.",
+                            module, file, static_cast<short>(line), "1.0", 0);
+    } catch (int) {
+    }
+}
+
 /// The places that have been reported; for the life of the process.
 std::vector<std::string>& reported_places()
 {
@@ -215,9 +228,9 @@ void BinaryToHex(std::string& binary, std::string& hex, bool /*unused*/)
 
 // ---- reports
 
-bool VS_GLOBAL::VISUALSTUDIO = false;
+constinit bool VS_GLOBAL::VISUALSTUDIO = false;
 
-char* internalErrorMsg = report_area;
+constinit char* internalErrorMsg = report_area;
 
 void LogMessage(const char* format, ...)
 {
@@ -233,15 +246,13 @@ void LogMessage(const char* format, ...)
 
 void internalError(const char* message, const char* module, const char* fileName, int line, int /*level*/)
 {
-    const std::string place = std::string(fileName != nullptr ? fileName : "") + std::to_string(line);
+    const char* const text = message != nullptr ? message : "";
+    const std::string place = std::string(fileName != nullptr ? fileName : "") + zeodec(line);
     std::vector<std::string>& places = reported_places();
     if (std::find(places.begin(), places.end(), place) == places.end()) {
-        if (ut_getenv("QVS_SHOW_INTERNAL_ERROR") != nullptr) ut_msgman->error(message, 0);
-        ut_msgman->internal("Internal error thrown. May jeopardize correctness of functionality or cause "
-                            "termination of program. Please file bug report.",
-                            module, fileName, static_cast<short>(line), "1.0", 0);
-        places.push_back(place);
+        places.push_back(place);  // first, so that a listener who comes here again finds it
+        report_place(text, module, fileName, line);
     }
     if (ut_getenv("QVS_INTERNAL_ERROR_DUMP_TERMINAL") != nullptr)
-        LogMessage("%s", zeoform("%s\n", message));  // the message is text, whatever it looks like
+        LogMessage("%s", zeoform("%s\n", text));  // the message is text, whatever it looks like
 }

@@ -46,8 +46,7 @@ UT_EXPORT char* ut_internal_path(char* s);
 UT_EXPORT char* ut_external_path(char* s);
 
 /// True when DOS could have the path: a drive letter alone, or components of which each is "." or
-/// "..", or has a name in front of its last dot and is of printable characters, none of them a quote,
-/// colon, angle bracket, bar or backslash.
+/// "..", or has a name in front of its last `.` and only characters from 32 to 126 without `" : < > \ |`.
 ///
 /// False for null, for "", and for an empty component, at the end of the path too; one leading `/` is
 /// accepted. Lengths are not looked at.

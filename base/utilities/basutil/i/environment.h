@@ -67,7 +67,7 @@ public:
     /// The number of the account; -1 if the system knows none.
     long findUserID();
 
-    /// Formats as the runtime's `printf` does. An argument may be the text of `out`.
+    /// Formats as the runtime's `printf` does in the "C" locale. An argument may be the text of `out`.
     ///
     /// Errors: a text of 1024 bytes or more is told on standard error, and the `int` -1 is thrown.
     UT_PRINTF_LIKE(3, 4) const char* format(std::string& out, const char* format, ...);
