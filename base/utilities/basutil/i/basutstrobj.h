@@ -69,8 +69,9 @@ public:
     /// Makes the text anew from a format and its arguments, which may be parts of the old text.
     ///
     /// A conversion is `%`, flags of "+- #", a width, `.` and a precision, one modifier `l` or `h`, and
-    /// a character. Width and precision are digits or `*`, which takes an `int`; a negative width means
-    /// left-justified, a precision below 1 from `*` none. The characters are
+    /// a character. Width and precision are digits, or zeros and `*`, which takes an `int`. A negative
+    /// width means left-justified, one that begins with 0 fills numbers with zeros; a precision below 1
+    /// from `*` means none. The characters are
     /// - `d i o u x X`: an integer, `int`, with `l` a `long`, with `h` cut to 16 bits;
     /// - `e E f g G`: a `double`, with a decimal point in every locale;
     /// - `p`: a pointer; `c`: an `int`, of which the low byte is stored, a NUL too;
