@@ -9,37 +9,12 @@
 #include "basutstrobj.h"
 #include "stream_tools.h"
 #include "strobj_tools.h"
-#include "temp_directory.h"
 
 namespace {
 
 using namespace std::string_literals;
 
-class UtStrobjIo : public testing::Test {
-protected:
-    /// The bytes of a file that `work` wrote.
-    std::string written(const auto& work)
-    {
-        {
-            const descriptor file(path, k_to_write);
-            UT_STREAM stream(file, UT_ACCESS_WRITE, 2048, nullptr);
-            work(stream);
-            stream.flush();
-        }
-        return file_bytes(path);
-    }
-    /// Gives `work` a stream of these bytes.
-    void read_back(const std::string& bytes, const auto& work)
-    {
-        write_file(path, bytes);
-        const descriptor file(path, k_to_read);
-        UT_STREAM stream(file, UT_ACCESS_READ, 2048, nullptr);
-        work(stream);
-    }
-
-    const temp_directory directory;
-    const std::string path = directory / "text";
-};
+class UtStrobjIo : public stream_file_test {};
 
 /// A stream whose device fails.
 class failing_stream {
