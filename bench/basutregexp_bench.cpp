@@ -31,7 +31,7 @@ constexpr std::array k_patterns = {
     "([0-9]+)%", "took ([0-9.]+) s", "\\[[0-9]+:[0-9]+\\]",
     // names
     "net '([^']*)'", "([a-z_0-9]+)/([a-z_0-9]+)\\[([0-9]+)\\]", "(core[0-9]/)+(alu|fpu)",
-    "[a-z]+@[a-z]+\\.[a-z]+", "/[a-z_/]+\\.v", "\"[^\"]*\"", "user=([a-z]+)", "[A-Z][A-Z]+[0-9]+",
+    "[a-z]+@[a-z]+\\.[a-z]+", "/[a-z_/]+\\.v", R"("[^"]*")", "user=([a-z]+)", "[A-Z][A-Z]+[0-9]+",
     "[xyz][0-9]+q", "(ERROR|WARNING):([A-Za-z]+):([0-9]+)",
     // several things in a row
     "Phase [0-9]+\\.[0-9]+.*took", "(placed|routed) ([0-9]+) of ([0-9]+)", "net '[^']*' .*skew",
@@ -55,45 +55,46 @@ std::vector<std::string> log_lines()
     while (lines.size() != k_lines) {
         switch (random() % 10) {
         case 0:
-            lines.push_back("  Phase " + below(12) + "." + below(9) + " Local placement optimisation took " +
-                            below(90) + "." + below(9) + " s, memory: " + below(9000) + " MB");
+            lines.emplace_back("  Phase " + below(12) + "." + below(9) +
+                               " Local placement optimisation took " + below(90) + "." + below(9) +
+                               " s, memory: " + below(9000) + " MB");
             break;
         case 1:
-            lines.push_back("INFO:Place:" + below(900) + " - placed " + below(70'000) +
-                            " of 70000 components, " + below(100) + "% complete");
+            lines.emplace_back("INFO:Place:" + below(900) + " - placed " + below(70'000) +
+                               " of 70000 components, " + below(100) + "% complete");
             break;
         case 2:
-            lines.push_back("WARNING:Route:" + below(900) + " - net '" + path() +
-                            "' may have excessive skew because " + below(30) +
-                            " pins were not routed by a clock template");
+            lines.emplace_back("WARNING:Route:" + below(900) + " - net '" + path() +
+                               "' may have excessive skew because " + below(30) +
+                               " pins were not routed by a clock template");
             break;
         case 3:
-            lines.push_back("ERROR:Pack:" + below(900) + " - The signal " + path() +
-                            " is unconnected; see \"" + path() + "\" for its driver");
+            lines.emplace_back("ERROR:Pack:" + below(900) + " - The signal " + path() +
+                               " is unconnected; see \"" + path() + "\" for its driver");
             break;
         case 4:
-            lines.push_back(time() + " par[" + below(30'000) + "]: user=operator pid=" + below(30'000) +
-                            " command finished exit=" + below(3));
+            lines.emplace_back(time() + " par[" + below(30'000) + "]: user=operator pid=" + below(30'000) +
+                               " command finished exit=" + below(3));
             break;
         case 5:
-            lines.push_back(time() + " Slack for path " + path() + " to " + path() + ": slack -" + below(9) +
-                            "." + below(999) + " ns (requirement 5.000 ns)");
+            lines.emplace_back(time() + " Slack for path " + path() + " to " + path() + ": slack -" +
+                               below(9) + "." + below(999) + " ns (requirement 5.000 ns)");
             break;
         case 6:
-            lines.push_back("Loading device data from /opt/suite/data/parts/family.nph and "
-                            "/home/designer/project/rtl/datapath_top.v, version 14.7");
+            lines.emplace_back("Loading device data from /opt/suite/data/parts/family.nph and "
+                               "/home/designer/project/rtl/datapath_top.v, version 14.7");
             break;
         case 7:
-            lines.push_back("   LUT" + below(7) + " at SLICE_X" + below(90) + "Y" + below(90) +
-                            " initialised to 0x" + below(99'999) + "af, bus [" + below(64) + ":0]");
+            lines.emplace_back("   LUT" + below(7) + " at SLICE_X" + below(90) + "Y" + below(90) +
+                               " initialised to 0x" + below(99'999) + "af, bus [" + below(64) + ":0]");
             break;
         case 8:
-            lines.push_back("All timing constraints of group " + below(90) +
-                            " were met; 0 unrouted, total score " + below(9'999));
+            lines.emplace_back("All timing constraints of group " + below(90) +
+                               " were met; 0 unrouted, total score " + below(9'999));
             break;
         default:
-            lines.push_back("Writing the bit file for design version " + below(99) +
-                            ", contact support@example.com when this is done");
+            lines.emplace_back("Writing the bit file for design version " + below(99) +
+                               ", contact support@example.com when this is done");
             break;
         }
     }

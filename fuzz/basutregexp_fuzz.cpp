@@ -23,6 +23,7 @@ UT_STROBJ bytes(std::string_view text)
 std::vector<regexp_model::key> found(const UT_STRKEYS& keys)
 {
     std::vector<regexp_model::key> result;
+    result.reserve(static_cast<std::size_t>(keys.num_keys()));
     for (int k = 0; k < keys.num_keys(); ++k) result.push_back({keys.key_start(k), keys.key_end(k)});
     return result;
 }

@@ -42,8 +42,9 @@ def medians(paths):
 
 
 def read_goals(path):
-    rows = (line.split() for line in pathlib.Path(path).read_text().splitlines() if not line.startswith("#"))
-    return {(work, peer): (measure, float(bound)) for work, peer, measure, bound in filter(None, rows)}
+    lines = pathlib.Path(path).read_text().splitlines()
+    goals = (re.split(r"\s{2,}", line) for line in lines if line and not line.startswith("#"))
+    return {(work, peer): (measure, float(bound)) for work, peer, measure, bound in goals}
 
 
 def scaled(value, units):

@@ -1674,6 +1674,9 @@ protected:
     }
     std::string path(const std::string& name) const { return place_ / name; }
 
+    /// Keeps a long name in one line, wherever the build stands.
+    static constexpr std::pair<const char*, const char*> k_wide{"QVS_MSG_WIDTH", "32767"};
+
     temp_directory place_;
 };
 
@@ -1752,20 +1755,20 @@ TEST_F(FileManagerProcess, TellsOfTheFormThatTheEnvironmentForces)
 TEST_F(FileManagerProcess, TracesTheFilesItOpens)
 {
     const std::string name = path("100% %n %s");
-    const child_result result = run({"leave open", name}, {{"QVS_FILE_TRACE", ""}});
-    EXPECT_EQ(words_of(result.out), words_of("Open file \"" + name + "\"\nran\n"));
+    const child_result result = run({"leave open", name}, {{"QVS_FILE_TRACE", ""}, k_wide});
+    EXPECT_EQ(result.out, "Open file \"" + name + "\"\nran\n");
     EXPECT_EQ(run({"leave open", name}).out, "ran\n");
 }
 
 TEST_F(FileManagerProcess, ListsItsFilesWhenTheTableIsFull)
 {
     const std::string name = path("a");
-    const child_result result = run({"too many", name});
+    const child_result result = run({"too many", name}, {k_wide});
     std::string expected = "Open files list:\n" + name + " : write \n";
     for (int i = 1; i < 30; ++i) expected += name + " : read  \n";
     EXPECT_EQ(result.out, expected + "refused after 30\nran\n");
-    EXPECT_THAT(words_of(result.err),
-                HasSubstr("ERROR - UT_FILEMANAGER: Too many opened files! Cannot open file '" + name + "'."));
+    EXPECT_THAT(result.err, HasSubstr("ERROR - UT_FILEMANAGER: Too many opened files!  Cannot open file '" +
+                                      name + "'."));
     EXPECT_THAT(result.err, HasSubstr("INTERNAL CODE : ut:basutfile:"));
 }
 

@@ -17,29 +17,7 @@ using ketriope::stream_key;
 
 constexpr int k_least_buffer = 2048;
 
-class UtStreamText : public testing::Test {
-protected:
-    std::string written(const auto& work)
-    {
-        {
-            const descriptor file(path, k_to_write);
-            UT_STREAM stream(file, UT_ACCESS_WRITE, k_least_buffer, nullptr);
-            work(stream);
-            stream.flush();
-        }
-        return file_bytes(path);
-    }
-    void read_back(const std::string& bytes, const auto& work)
-    {
-        write_file(path, bytes);
-        const descriptor file(path, k_to_read);
-        UT_STREAM stream(file, UT_ACCESS_READ, k_least_buffer, nullptr);
-        work(stream);
-    }
-
-    const temp_directory directory;
-    const std::string path = directory / "text";
-};
+class UtStreamText : public stream_file_test {};
 
 /// What a reader stored in `n` bytes, and what it returned; bytes it did not touch are '?'.
 struct stored {

@@ -90,11 +90,12 @@ TEST_F(DebugPrint, NothingToWriteLeavesALineStartAsItIs)
 
 TEST_F(DebugPrint, FormatsAsTheStringsOfTheLibraryDo)
 {
-    trace.output("%5.2f|%-4d|%04x|%s\n", 1.5, 7, 255, "100%n");
-    EXPECT_EQ(written(), " 1.50|7   |00ff|100%n\n");
+    trace.output("%5.2f|%-4d|%04x|%s|%c|\n", 1.5, 7, 255, "100%n", 0);
+    const std::string first = " 1.50|7   |00ff|100%n|*|\n";  // a NUL shows
+    EXPECT_EQ(written(), first);
     const std::string longest(100'000, 'x');
     trace.output("%s\n", longest.c_str());
-    EXPECT_EQ(written(), " 1.50|7   |00ff|100%n\n" + longest + "\n");
+    EXPECT_EQ(written(), first + longest + "\n");
 }
 
 TEST_F(DebugPrint, TheFieldWidthOfTheStreamIsNotLookedAt)

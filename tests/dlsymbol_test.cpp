@@ -11,6 +11,8 @@
 
 namespace {
 
+static_assert(sizeof(dl_Symbol) == sizeof(void*));
+
 struct null_symbol : dl_Symbol {
     null_symbol() = default;
 };

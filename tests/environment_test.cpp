@@ -26,6 +26,8 @@ using ketriope::platform::memory_use;
 
 namespace {
 
+static_assert(sizeof(dl_Environment) == sizeof(void*));
+
 // ---- variables
 
 TEST(EnvironmentSetting, IsReadOncePerProcess)

@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include <gtest/gtest.h>
+
 #include "basutstream.h"
 #include "message_capture.h"
 #include "platform.h"
@@ -132,3 +134,30 @@ void expect_contract(const char* module, const char* text, Work work)
     EXPECT_EQ(exit_value, 1);
     EXPECT_NE(shown.find(text), std::string::npos) << shown;
 }
+
+/// A test that writes a file through a stream, or reads one.
+class stream_file_test : public testing::Test {
+protected:
+    /// The bytes of a file that `work` wrote.
+    std::string written(const auto& work, std::size_t buffer = 2048)
+    {
+        {
+            const descriptor file(path, k_to_write);
+            open_stream stream(file, UT_ACCESS_WRITE, buffer, nullptr);
+            work(stream);
+            stream.flush();
+        }
+        return file_bytes(path);
+    }
+    /// Gives `work` a stream of these bytes.
+    void read_back(const std::string& bytes, const auto& work, std::size_t buffer = 2048)
+    {
+        write_file(path, bytes);
+        const descriptor file(path, k_to_read);
+        open_stream stream(file, UT_ACCESS_READ, buffer, nullptr);
+        work(stream);
+    }
+
+    const temp_directory directory;
+    const std::string path = directory / "bytes";
+};

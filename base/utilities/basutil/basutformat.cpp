@@ -4,9 +4,12 @@
 #include <algorithm>
 #include <charconv>
 #include <climits>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
+#include <system_error>
 #include <utility>
 
 #include "contract.h"
@@ -21,6 +24,9 @@ constexpr site k_site{.module = "basutstrobj"};
 constexpr std::size_t k_least_memory = 512;       // of a thread that formats
 constexpr std::size_t k_most_memory = 1U << 20U;  // that a thread keeps between two texts
 constexpr std::size_t k_printed_guess = 128;      // enough for nearly every number
+constexpr std::size_t k_quick_digits = 128;
+constexpr int k_default_precision = 6;
+constexpr std::size_t k_short = 16;
 constexpr std::size_t k_growth = 20;
 constexpr std::size_t k_per_conversion = 30;
 
@@ -42,6 +48,14 @@ struct specification {
         return has_precision() ? static_cast<std::size_t>(precision) : std::string_view::npos;
     }
 };
+
+/// Copies what mostly is a few characters, for which a call of the runtime takes longer than the work.
+char* copied(std::string_view text, char* out)
+{
+    if (text.size() > k_short) return std::copy(text.begin(), text.end(), out);
+    for (const char c : text) *out++ = c;
+    return out;
+}
 
 bool is_digit(char c)
 {
@@ -77,8 +91,7 @@ private:
 std::string_view format_reader::ordinary_run()
 {
     const char* first = at_;
-    const void* percent = std::memchr(at_, '%', static_cast<std::size_t>(end_ - at_));
-    at_ = percent != nullptr ? static_cast<const char*>(percent) : end_;
+    while (at_ != end_ && *at_ != '%') ++at_;  // mostly a few characters: see `copied`
     return {first, static_cast<std::size_t>(at_ - first)};
 }
 
@@ -152,7 +165,7 @@ void add_justified(format_area& area, const specification& spec, std::string_vie
     const std::size_t blanks = size - text.size();
     char* out = area.add_field(size);
     if (!spec.left) out = std::fill_n(out, blanks, ' ');
-    out = std::copy(text.begin(), text.end(), out);
+    out = copied(text, out);
     if (spec.left) std::fill_n(out, blanks, ' ');
 }
 
@@ -163,19 +176,26 @@ struct number_parts {
     std::string_view digits;
 };
 
-/// Puts a number into a field of blanks or zeros.
-void add_number(format_area& area, const specification& spec, number_parts parts)
+/// Puts a number into a field of blanks, or of zeros between its prefix and its digits.
+void add_number(format_area& area, const specification& spec, const number_parts& parts, bool zeros_may_fill)
 {
     const std::size_t used = parts.prefix.size() + parts.zeros + parts.digits.size();
     const std::size_t size = std::max(spec.width, used);
-    std::size_t blanks = size - used;
-    if (spec.zero && !spec.left && !spec.has_precision()) parts.zeros += std::exchange(blanks, 0);
+    const bool zeros_fill = zeros_may_fill && spec.zero && !spec.left;
+    const std::size_t blanks = zeros_fill ? 0 : size - used;
     char* out = area.add_field(size);
     if (!spec.left) out = std::fill_n(out, blanks, ' ');
-    out = std::copy(parts.prefix.begin(), parts.prefix.end(), out);
-    out = std::fill_n(out, parts.zeros, '0');
-    out = std::copy(parts.digits.begin(), parts.digits.end(), out);
+    out = copied(parts.prefix, out);
+    out = std::fill_n(out, parts.zeros + (size - used - blanks), '0');
+    out = copied(parts.digits, out);
     if (spec.left) std::fill_n(out, blanks, ' ');
+}
+
+/// The sign that a number shows.
+const char* sign_of(const specification& spec, bool negative)
+{
+    if (negative) return "-";
+    return spec.plus ? "+" : spec.blank ? " " : "";
 }
 
 /// The digits of an integer, without sign, in its own memory.
@@ -207,9 +227,9 @@ void add_signed(format_area& area, const specification& spec, long value)
     const bool negative = value < 0;
     const auto magnitude =
         negative ? 0 - static_cast<unsigned long>(value) : static_cast<unsigned long>(value);
-    const char* sign = negative ? "-" : spec.plus ? "+" : spec.blank ? " " : "";
     const integer_digits digits(magnitude, 10, false);
-    add_number(area, spec, with_precision(spec, sign, digits.view()));
+    const number_parts parts = with_precision(spec, sign_of(spec, negative), digits.view());
+    add_number(area, spec, parts, !spec.has_precision());
 }
 
 void add_unsigned(format_area& area, const specification& spec, unsigned long value)
@@ -221,7 +241,7 @@ void add_unsigned(format_area& area, const specification& spec, unsigned long va
     number_parts parts = with_precision(spec, prefix, digits.view());
     const bool begins_with_zero = parts.zeros != 0 || parts.digits.starts_with('0');
     if (base == 8 && spec.alternate && !begins_with_zero) parts.zeros = 1;
-    add_number(area, spec, parts);
+    add_number(area, spec, parts, !spec.has_precision());
 }
 
 /// The specification written out again, for the runtime; a modifier means nothing to what it prints.
@@ -252,8 +272,35 @@ private:
     char* end_ = text_;
 };
 
+/// How `std::to_chars` names the conversion, if it can make the same characters as the runtime.
+std::optional<std::chars_format> quick_form(const specification& spec, double value)
+{
+    if (spec.alternate || !std::isfinite(value)) return std::nullopt;
+    switch (spec.conversion) {
+    case 'e': return std::chars_format::scientific;
+    case 'f': return std::chars_format::fixed;
+    case 'g': return std::chars_format::general;
+    default: return std::nullopt;
+    }
+}
+
+/// Adds the usual kinds of real numbers without the runtime's formatter. False if that is needed.
+bool add_quick_real(format_area& area, const specification& spec, double value)
+{
+    const auto form = quick_form(spec, value);
+    if (!form) return false;
+    char digits[k_quick_digits];
+    const int precision = spec.has_precision() ? spec.precision : k_default_precision;
+    const auto made = std::to_chars(digits, digits + sizeof digits, std::abs(value), *form, precision);
+    if (made.ec != std::errc()) return false;  // too long
+    const auto count = static_cast<std::size_t>(made.ptr - digits);
+    add_number(area, spec, {sign_of(spec, std::signbit(value)), 0, {digits, count}}, true);
+    return true;
+}
+
 void add_real(format_area& area, const specification& spec, double value)
 {
+    if (add_quick_real(area, spec, value)) return;
     const specification_text text(spec);
     area.add_printed([&](char* place, std::size_t size) {
         return platform::os().format_real(place, size, text.c_str(), value);
@@ -417,7 +464,8 @@ char* format_area::reserve(std::size_t count)
 
 void format_area::add_ordinary(std::string_view run)
 {
-    std::copy(run.begin(), run.end(), reserve(run.size()));
+    if (run.empty()) return;
+    copied(run, reserve(run.size()));
     length_ += run.size();
     while (capacity_ < length_) capacity_ += k_growth;
 }

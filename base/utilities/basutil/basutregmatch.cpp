@@ -5,13 +5,14 @@
 // the latest record. So the memory bounds the search, and not the depth of calls.
 // What can be seen to fail is not gone into: that saves time and records, and changes no result.
 // The program is checked where it is read, since nothing else guards a damaged one.
+#include "basutregexp.h"
+
 #include <algorithm>
 #include <array>
 #include <cstring>
 #include <memory>
 #include <string_view>
 
-#include "basutregexp.h"
 #include "basutregprogram.h"
 #include "contract.h"
 
@@ -262,7 +263,7 @@ struct UT_REGEXP::REGEXEC_STATE {
     std::size_t alternative(std::size_t node, std::size_t most);
     bool fit_runs(std::size_t next, const unsigned char* first, std::size_t& runs, std::size_t least);
 
-    static constexpr std::size_t k_few = 8;
+    static constexpr std::size_t k_few = 8;  // so that one of thousands that matches is found in short time
     static constexpr std::size_t k_all = ~std::size_t{0};
 
     const program_view program;
@@ -477,7 +478,7 @@ std::size_t UT_REGEXP::regrepeat(REGEXEC_STATE& state, std::size_t operand)
 bool UT_REGEXP::regmatch(REGEXEC_STATE& state, std::size_t node)
 {
     // What a loop repeats has width, so no more loops go back at one place of the text than there are groups.
-    const unsigned char* looped = nullptr;
+    const unsigned char* looped = state.input;
     int loops = 0;
     for (;;) {
         if (!state.program.holds(node)) return state.corrupted_pointers();
@@ -537,7 +538,7 @@ UT_STRKEYS UT_REGEXP::match(const UT_STROBJ& text, ut_uint64 start) const
     if (start > text.length() || !ok() || static_cast<unsigned char>(program_[0]) != k_magic) return keys;
     const std::string_view all(text.getstring(), text.length());
     const std::string_view must(regmust_.getstring(), regmust_.length());
-    if (!must.empty() && all.find(must, start) == all.npos) return keys;
+    if (!must.empty() && all.find(must, start) == std::string_view::npos) return keys;
 
     REGEXEC_STATE state(program_, all);
     if (reganch_ != 0) {

@@ -5,6 +5,7 @@
 #include <array>
 #include <bitset>
 #include <cstdarg>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
@@ -23,13 +24,12 @@
 #include "contract.h"
 #include "masking.h"
 #include "per_thread.h"
-#include "string_block.h"
 
 namespace {
 
-namespace block = ketriope::string_block;
-
-constexpr ut_uint64 k_fresh_room = 10;  // of a string made from nothing
+constexpr ut_uint64 k_fresh_room = 10;                      // of a string made from nothing
+constexpr ut_uint64 k_overhead = sizeof(std::int32_t) + 1;  // of a block: its count and its terminator
+constexpr ut_uint64 k_most_characters = SIZE_MAX - k_overhead;
 
 static_assert(sizeof(UT_STROBJ) <= 140, "the size classes of the small-object pools end there");
 
@@ -84,36 +84,22 @@ struct UT_STROBJ::pieces {
 
 // Construction.
 
-UT_STROBJ::UT_STROBJ() : buffer_(block::make(k_fresh_room)), offset_(block::k_head + k_fresh_room), length_(0)
-{
-}
+UT_STROBJ::UT_STROBJ() : buffer_(new_block(k_fresh_room)), offset_(k_head + k_fresh_room), length_(0) {}
 
 UT_STROBJ::UT_STROBJ(const char* text) : UT_STROBJ(pieces{view_of(text)}) {}
 
-UT_STROBJ::UT_STROBJ(ut_uint64 n, char c, int fill)
-    : buffer_(block::make(n)), offset_(block::k_head), length_(n)
+UT_STROBJ::UT_STROBJ(ut_uint64 n, char c, int fill) : buffer_(new_block(n)), offset_(k_head), length_(n)
 {
     std::memset(text(), fill != 0 ? c : '\0', n);
 }
 
-UT_STROBJ::UT_STROBJ(const UT_STROBJ& other)
-    : buffer_(other.buffer_), offset_(other.offset_), length_(other.length_)
-{
-    if (buffer_ != nullptr) ++block::count_of(buffer_);
-}
-
 UT_STROBJ::UT_STROBJ(const pieces& parts)
-    : offset_(block::k_head), length_(parts.first.size() + parts.second.size() + parts.third.size())
+    : offset_(k_head), length_(parts.first.size() + parts.second.size() + parts.third.size())
 {
-    buffer_ = block::make(length_);
+    buffer_ = new_block(length_);
     char* out = std::copy(parts.first.begin(), parts.first.end(), text());
     out = std::copy(parts.second.begin(), parts.second.end(), out);
     std::copy(parts.third.begin(), parts.third.end(), out);
-}
-
-UT_STROBJ::~UT_STROBJ()
-{
-    block::release(buffer_);  // without the lock: nobody else may use an object that ends
 }
 
 namespace {
@@ -153,10 +139,12 @@ first_value first_of(const UT_STROBJ& value)
 }  // namespace
 
 // Only a macro can name the last parameter to `va_start`. Some of the types here are promoted when they
-// are passed in an argument list, which makes the standard's `va_start` careful; those of the compilers
-// look at no type.
+// are passed in an argument list, and then the standard promises nothing of `va_start`; the compilers do,
+// as theirs looks at no type. The constructor with a string is not marked as printf-like.
 #if defined(__clang__)
+#pragma clang diagnostic push
 #pragma clang diagnostic ignored "-Wvarargs"
+#pragma clang diagnostic ignored "-Wformat-nonliteral"
 #endif
 #define UT_FORMATTED_CONSTRUCTOR(type)                                                                       \
     UT_STROBJ::UT_STROBJ(const char* format, type value, ...) : UT_STROBJ(no_block())                        \
@@ -179,30 +167,55 @@ UT_FORMATTED_CONSTRUCTOR(unsigned long)
 UT_FORMATTED_CONSTRUCTOR(double)
 UT_FORMATTED_CONSTRUCTOR(UT_STROBJ)
 #undef UT_FORMATTED_CONSTRUCTOR
+#if defined(__clang__)
+#pragma clang diagnostic pop
+#endif
 
 // The buffer and its sharers.
 
+/// A block for one owner, with its terminator and room for `capacity` characters. Exhausted memory calls
+/// the new-handler, as `new` does.
+char* UT_STROBJ::new_block(ut_uint64 capacity)
+{
+    if (capacity > k_most_characters) throw std::bad_alloc();
+    void* memory = nullptr;
+    while ((memory = std::malloc(k_overhead + capacity)) == nullptr) {
+        const std::new_handler handler = std::get_new_handler();
+        if (handler == nullptr) throw std::bad_alloc();
+        handler();
+    }
+    auto* block = static_cast<char*>(memory);
+    count_of(block) = 1;
+    block[k_head + capacity] = '\0';
+    return block;
+}
+
+void UT_STROBJ::free_block(char* block) noexcept
+{
+    std::free(block);
+}
+
 int UT_STROBJ::get_num_refs() const
 {
-    return buffer_ != nullptr ? block::count_of(buffer_) : 0;
+    return buffer_ != nullptr ? count_of(buffer_) : 0;
 }
 
 void UT_STROBJ::set_num_refs(int count)
 {
     const std::lock_guard guard(mutex_);
-    if (buffer_ != nullptr) block::count_of(buffer_) = count;
+    if (buffer_ != nullptr) count_of(buffer_) = count;
 }
 
 int UT_STROBJ::incr_num_refs()
 {
     const std::lock_guard guard(mutex_);
-    return buffer_ != nullptr ? ++block::count_of(buffer_) : 0;
+    return buffer_ != nullptr ? ++count_of(buffer_) : 0;
 }
 
 int UT_STROBJ::decr_num_refs()
 {
     const std::lock_guard guard(mutex_);
-    return buffer_ != nullptr ? --block::count_of(buffer_) : 0;
+    return buffer_ != nullptr ? --count_of(buffer_) : 0;
 }
 
 void UT_STROBJ::delete_string()
@@ -214,7 +227,7 @@ void UT_STROBJ::delete_string()
 void UT_STROBJ::adopt(char* other, ut_uint64 offset, ut_uint64 length)
 {
     const std::lock_guard guard(mutex_);
-    block::release(std::exchange(buffer_, other));
+    release(std::exchange(buffer_, other));
     offset_ = offset;
     length_ = length;
 }
@@ -228,25 +241,25 @@ void UT_STROBJ::narrow(ut_uint64 count)
 
 ut_uint64 UT_STROBJ::front_room() const
 {
-    return buffer_ != nullptr ? offset_ - block::k_head : 0;
+    return buffer_ != nullptr ? offset_ - k_head : 0;
 }
 
 bool UT_STROBJ::make_writeable()
 {
     if (is_only_ref()) return true;
-    char* own = block::make(length_);
-    std::memcpy(own + block::k_head, text(), length_);
-    adopt(own, block::k_head, length_);
+    char* own = new_block(length_);
+    std::memcpy(own + k_head, text(), length_);
+    adopt(own, k_head, length_);
     return true;
 }
 
 char* UT_STROBJ::make_larger_buffer(char* old, ut_uint64 old_length, ut_uint64 new_capacity)
 {
-    if (new_capacity > block::k_most_characters) return nullptr;
-    auto* larger = static_cast<char*>(std::calloc(block::size_for(new_capacity), 1));
+    if (new_capacity > k_most_characters) return nullptr;
+    auto* larger = static_cast<char*>(std::calloc(k_overhead + new_capacity, 1));
     if (larger == nullptr) return nullptr;
-    block::count_of(larger) = 1;
-    if (old != nullptr) std::memcpy(larger, old, block::k_head + old_length);
+    count_of(larger) = 1;
+    if (old != nullptr) std::memcpy(larger, old, k_head + old_length);
     std::free(old);
     return larger;
 }
@@ -267,8 +280,8 @@ UT_STROBJ& UT_STROBJ::operator=(const UT_STROBJ& other)
 {
     const std::lock_guard guard(mutex_);
     if (buffer_ != other.buffer_) {
-        if (other.buffer_ != nullptr) ++block::count_of(other.buffer_);
-        block::release(buffer_);
+        if (other.buffer_ != nullptr) ++count_of(other.buffer_);
+        release(buffer_);
     }
     buffer_ = other.buffer_;
     offset_ = other.offset_;
@@ -288,9 +301,9 @@ UT_STROBJ& UT_STROBJ::operator=(const char* new_text)
         if (!source.empty()) std::memmove(text(), source.data(), source.size());  // it may be a part of ours
         return *this;
     }
-    char* own = block::make(source.size());
-    std::copy(source.begin(), source.end(), own + block::k_head);
-    adopt(own, block::k_head, source.size());
+    char* own = new_block(source.size());
+    std::copy(source.begin(), source.end(), own + k_head);
+    adopt(own, k_head, source.size());
     return *this;
 }
 
@@ -396,7 +409,7 @@ void UT_STROBJ::construct_sprintf(const char* format, const VALUES& value, value
 void UT_STROBJ::make_empty()
 {
     if (buffer_ != nullptr) return narrow(length_);
-    adopt(block::make(0), block::k_head, 0);
+    adopt(new_block(0), k_head, 0);
 }
 
 /// Stores a finished text at the end of the own buffer or of a new one with room for `capacity`.
@@ -405,9 +418,9 @@ void UT_STROBJ::take_formatted(std::string_view made, ut_uint64 capacity, bool r
     if (!reuses) {
         char* larger = make_larger_buffer(nullptr, 0, capacity);
         if (larger == nullptr) ketriope::out_of_memory_for_text();
-        adopt(larger, block::k_head + capacity, 0);
+        adopt(larger, k_head + capacity, 0);
     }
-    offset_ = block::k_head + capacity - made.size();
+    offset_ = k_head + capacity - made.size();
     length_ = made.size();
     std::copy(made.begin(), made.end(), text());
 }

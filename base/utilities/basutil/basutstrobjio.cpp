@@ -7,7 +7,6 @@
 
 #include "basutstream.h"
 #include "basutstrobj.h"
-#include "string_block.h"
 
 namespace {
 
@@ -82,7 +81,7 @@ bool UT_STROBJ::read_nbytes(UT_STREAM& stream, ut_uint64 n)
         make_empty();
         return false;
     }
-    adopt(block, ketriope::string_block::k_head, n);
+    adopt(block, k_head, n);
     return stream.geterror() == 0;
 }
 
@@ -96,7 +95,7 @@ char* UT_STROBJ::read_block(UT_STREAM& stream, ut_uint64 n)
         char* larger = make_larger_buffer(block, got, capacity);
         if (larger == nullptr) break;
         block = larger;
-        got += read_up_to(stream, block + ketriope::string_block::k_head + got, capacity - got);
+        got += read_up_to(stream, block + k_head + got, capacity - got);
         if (capacity == n && (got == n || n <= k_believed)) return block;
         if (got < capacity) break;
     }

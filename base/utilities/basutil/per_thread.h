@@ -10,20 +10,28 @@ namespace ketriope {
 
 /// The calling thread's `T` of that `Tag`, made by `T()` on first use.
 ///
-/// Lifetime: until the thread ends. One that is used later still is made anew and lives on: it is
-/// reached through the thread as long as that exists, but no destructor runs for it.
-template <class T, class Tag = T>
+/// Lifetime: until the thread ends. One that is used later still, by the destructor of another object of
+/// the thread, is made anew and destroyed behind that, four times at most; the last one stays, and so does
+/// one that an exit handler uses.
+template <class T, class Tag = T, int Round = 0>
 T& per_thread()
 {
-    // The pointer needs no destructor and so outlives the cleaner, which empties it.
+    constexpr int k_last_round = 4;
+    // Neither needs a destructor, so both outlive the cleaner, which runs once in each thread and round.
     thread_local constinit T* object = nullptr;
+    thread_local constinit bool ended = false;
     if (object != nullptr) return *object;
+    if constexpr (Round < k_last_round)
+        if (ended) return per_thread<T, Tag, Round + 1>();
     struct cleaner {
-        T*& object;
-        ~cleaner() { delete std::exchange(object, nullptr); }
+        ~cleaner()
+        {
+            ended = true;
+            delete std::exchange(object, nullptr);
+        }
     };
     object = new T();
-    thread_local const cleaner at_thread_end{object};
+    thread_local cleaner at_thread_end;
     return *object;
 }
 

@@ -62,8 +62,8 @@ private:
 /// A compiled regular expression.
 ///
 /// Ownership: a true value; copies share what the compilation made and may be destroyed in any order.
-/// Threads: several threads may match at a time, each with objects of its own; `compile` is for one
-/// thread at a time.
+/// Threads: several threads may match at a time, each with objects that it compiled itself; an object
+/// that is being compiled or copied belongs to one thread.
 class UT_EXPORT UT_REGEXP {
 public:
     /// An expression that was never compiled: it matches nothing, and its message is empty.

@@ -11,6 +11,7 @@
 /// Errors: exhausted memory throws `std::bad_alloc` unless an operation says otherwise.
 #pragma once
 #include <cstddef>
+#include <cstdint>
 #include <iosfwd>
 #include <string_view>
 
@@ -30,8 +31,11 @@ public:
     UT_STROBJ(const char* text);
     /// A string of `n` characters: all `c` when `fill` is not zero, else all NUL.
     UT_STROBJ(ut_uint64 n, char c, int fill);
-    /// Shares the buffer of `other`.
-    UT_STROBJ(const UT_STROBJ& other);
+    /// Shares the buffer of `other`. Cost: a few instructions.
+    UT_STROBJ(const UT_STROBJ& other) : buffer_(other.buffer_), offset_(other.offset_), length_(other.length_)
+    {
+        if (buffer_ != nullptr) ++count_of(buffer_);
+    }
     /// A formatted text (see `str_format`) whose first argument has a type that the compiler knows.
     UT_PRINTF_LIKE(2, 0) UT_STROBJ(const char* format, const char* value, ...);
     UT_PRINTF_LIKE(2, 0) UT_STROBJ(const char* format, void* value, ...);
@@ -44,7 +48,7 @@ public:
     UT_PRINTF_LIKE(2, 0) UT_STROBJ(const char* format, unsigned long value, ...);
     UT_PRINTF_LIKE(2, 0) UT_STROBJ(const char* format, double value, ...);
     UT_STROBJ(const char* format, UT_STROBJ value, ...);  // unmarked: compilers know another `%S`
-    ~UT_STROBJ();
+    ~UT_STROBJ() { release(buffer_); }  // without the lock: nobody else may use an object that ends
 
     /// Shares the buffer of `other`.
     UT_STROBJ& operator=(const UT_STROBJ& other);
@@ -65,8 +69,9 @@ public:
     /// Makes the text anew from a format and its arguments, which may be parts of the old text.
     ///
     /// A conversion is `%`, flags of "+- #", a width, `.` and a precision, one modifier `l` or `h`, and
-    /// a character. Width and precision are digits or `*`, which takes an `int`; a negative width means
-    /// left-justified, a precision below 1 from `*` none. The characters are
+    /// a character. Width and precision are digits, or zeros and `*`, which takes an `int`. A negative
+    /// width means left-justified, one that begins with 0 fills numbers with zeros; a precision below 1
+    /// from `*` means none. The characters are
     /// - `d i o u x X`: an integer, `int`, with `l` a `long`, with `h` cut to 16 bits;
     /// - `e E f g G`: a `double`, with a decimal point in every locale;
     /// - `p`: a pointer; `c`: an `int`, of which the low byte is stored, a NUL too;
@@ -253,11 +258,20 @@ private:
 
     struct pieces;
     struct no_block {};
+    using count_type = std::int32_t;
+    static constexpr ut_uint64 k_head = sizeof(count_type);  ///< of a block: the count
     explicit UT_STROBJ(const pieces& parts);
     explicit UT_STROBJ(no_block) noexcept : buffer_(nullptr), offset_(0), length_(0) {}
     char* text() const { return buffer_ + offset_; }
     std::string_view view() const { return {text(), length_}; }
     ut_uint64 front_room() const;
+    static count_type& count_of(char* block) { return *reinterpret_cast<count_type*>(block); }
+    static char* new_block(ut_uint64 capacity);
+    static void free_block(char* block) noexcept;
+    static void release(char* block) noexcept
+    {
+        if (block != nullptr && --count_of(block) < 1) free_block(block);
+    }
     void adopt(char* other, ut_uint64 offset, ut_uint64 length);
     static char* read_block(UT_STREAM& stream, ut_uint64 n);
     void narrow(ut_uint64 count);
@@ -269,7 +283,7 @@ private:
     ut_uint64 find_member(const char* set, ut_uint64 start, bool wanted) const;
     void map_all(std::string_view from_set, std::string_view to_set, ut_uint64 start);
 
-    char* buffer_;      ///< a 32-bit count of sharers, then characters; null only during construction
+    char* buffer_;      ///< a block: count of sharers, characters, terminator; null only during construction
     ut_uint64 offset_;  ///< of the text in the buffer
     ut_uint64 length_;  ///< of the text
     ketriope::small_mutex mutex_;

@@ -1,4 +1,4 @@
-// tests/process/strobj_late_child.cpp: formats text before main, and when its thread's objects are gone.
+// tests/process/basutstrobj_child.cpp: formats text before main, and when its thread's objects are gone.
 #include <cstdio>
 #include <cstdlib>
 #include <thread>
@@ -25,6 +25,7 @@ struct speaks_at_its_end {
 const speaks_at_its_end at_the_very_end{"static destructor", 5, "five"};
 const bool spoken = (show("static constructor", 1, "one"), true);
 
+/// The speaker is made before the objects that its words need, so it ends after them.
 void speak_in_a_thread()
 {
     thread_local const speaks_at_its_end at_thread_end{"end of a thread", 3, "three"};
