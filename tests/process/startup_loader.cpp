@@ -22,6 +22,15 @@ text_function error_of(void* library)
     return reinterpret_cast<text_function>(::dlsym(library, "_Z8ut_errorPKc"));
 }
 
+void report_and_catch(void* library, const char* text)
+{
+    try {
+        error_of(library)(text);
+    } catch (int code) {
+        std::printf("caught %d\n", code);
+    }
+}
+
 /// Built before the library is loaded, so it goes after the library's own end.
 struct late_reporter {
     text_function report = nullptr;
@@ -39,15 +48,25 @@ int main(int, char** argv)
 {
     const std::string scenario = argv[1];
     void* library = open_library(argv[2]);
-    if (scenario == "report after the end") late.report = error_of(library);
+    if (scenario.find("report") == 0) late.report = error_of(library);
+    if (scenario == "report before and after the end") error_of(library)("before the end");
+    if (scenario == "report before and after the end, caught") report_and_catch(library, "before the end");
     if (scenario == "fatal after the end")
         late.end = reinterpret_cast<void (*)(const char*, int)>(::dlsym(library, "_Z12ut_userfatalPKci"));
-    if (scenario == "load twice") {
-        error_of(library)("round 1");
+    if (scenario.find("load twice") == 0) {
+        const auto report = scenario == "load twice"
+                                ? [](void* from, const char* text) { error_of(from)(text); }
+                                : report_and_catch;
+        report(library, "round 1");
         ::dlclose(library);
         library = open_library(argv[2]);
-        error_of(library)("round 2");
+        report(library, "round 2");
         ::dlclose(library);
+    }
+    if (scenario == "throw after unloading") {
+        error_of(library)("x");
+        ::dlclose(library);
+        throw -1;
     }
     if (scenario == "two copies") {
         error_of(library)("first");

@@ -3,6 +3,8 @@
 
 #include <cstdlib>
 
+#include "msgterminate.h"
+#include "startup.h"
 #include "utmsgmanager.h"
 
 namespace ketriope {
@@ -23,7 +25,9 @@ public:
     void post_text(const char* mid, const char* text) override
     {
         msgManager messages;
-        messages.postMsg(std::atoi(mid), text);
+        const int sid = messages.postMsg(std::atoi(mid), text);
+        // An installation may lack the file alone. A tool that cannot start says why even so.
+        if (sid == 0 && starting_up()) msg_throw(-1);
     }
     void post_finished(int severity, const char* text) override
     {

@@ -40,9 +40,9 @@ class start_and_stop {
 public:
     start_and_stop()
     {
+        install_database(&message_bridge());  // for our own code; the database itself is shared
         if (ketriope_shared.copies++ > 0) return;
         building = true;
-        install_database(&message_bridge());
         ut_msgman = new UT_MSGMAN;
         // In place, and its destructor never runs: a later static destructor may still call it.
         alignas(UT_FILEMANAGER) static std::byte memory[sizeof(UT_FILEMANAGER)];
@@ -51,8 +51,8 @@ public:
     }
     ~start_and_stop()
     {
-        if (--ketriope_shared.copies > 0) return;
         note_exit_begun();
+        if (--ketriope_shared.copies > 0) return;
         ketriope_shared.files->close_all();
     }
     start_and_stop(const start_and_stop&) = delete;
