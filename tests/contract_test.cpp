@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "message_capture.h"
+#include "message_files.h"
 #include "msgman.h"
 
 namespace {
@@ -88,6 +89,30 @@ TEST(Contract, ADestructorDoesNotThrowWhileAnotherExceptionIsOnItsWay)
         },
         std::string);
     EXPECT_EQ(capture.posts().size(), 2U);
+}
+
+TEST(Contract, ADatabaseWithoutMessagesThrowsInItsPlaceButNotThenEither)
+{
+    static constexpr ketriope::site k_end{.module = "basutio", .in_destructor = true};
+    message_files files;
+    files.remove("msgindex.xml");
+    UT_MSGMAN::m_msgFlow = 1;
+    struct reporting_end {
+        ~reporting_end() noexcept(false) { ketriope::contract_failed(k_end, "left over"); }
+    };
+    EXPECT_THROW({ const reporting_end alone; }, int);
+    EXPECT_THROW(
+        {
+            const reporting_end during;
+            throw std::string("first");
+        },
+        std::string);
+    std::string mid;
+    std::vector<std::string> dynamic;
+    std::vector<std::string> navigation;
+    EXPECT_EQ(msgManager().findErrorStatus(mid, dynamic, navigation), 7);
+    EXPECT_EQ(mid, "0000000");
+    EXPECT_EQ(dynamic, std::vector<std::string>{"fails to load message index file msgindex.xml."});
 }
 
 TEST(Contract, InternalReportsReturnOnBothRoutes)

@@ -12,7 +12,9 @@
 #include "basutstr.h"
 #include "child_process.h"
 #include "message_capture.h"
+#include "message_files.h"
 #include "scoped_environment.h"
+#include "scoped_operations.h"
 
 namespace {
 
@@ -520,6 +522,109 @@ TEST(UtMsgman, AThrowOutOfTheDatabaseLeavesTheCleanFlagAsItWas)
     EXPECT_THROW(ut_error("x"), int);
     EXPECT_THROW(ut_userfatal("x", 5), int);
     EXPECT_EQ(ut_msgman->getexitval(), -1);  // the value is stored behind the post
+}
+
+// ---- the database itself in charge
+
+class MessagesToTheDatabase : public testing::Test {
+protected:
+    MessagesToTheDatabase() { UT_MSGMAN::m_msgFlow = 1; }
+    ~MessagesToTheDatabase() override { ut_msgman->setprogname(nullptr); }
+
+    std::vector<int> posts()
+    {
+        std::vector<int> sids;
+        msgManager().retrieveAllMsgPosted(sids);
+        return sids;
+    }
+
+    message_files files_;
+    open_manager man_;
+};
+
+TEST_F(MessagesToTheDatabase, FreeTextAndACataloguedPostAreTwoThings)
+{
+    const int errors = ut_msgman->get_num_errors();
+    ut_msgman->setmsgtype(UT_MSG_INFO);
+    EXPECT_EQ(stderr_of([] { ut_error("x"); }), "ERROR <1009990> - x\n");
+    EXPECT_EQ(ut_msgman->get_num_errors(), errors);
+    EXPECT_EQ(ut_msgman->getmsgtype(), UT_MSG_INFO);
+    EXPECT_EQ(stderr_of([] { ut_c_error("x"); }), "ERROR - x\n");
+    EXPECT_EQ(ut_msgman->get_num_errors(), errors + 1);
+    EXPECT_EQ(ut_msgman->getmsgtype(), UT_MSG_ERROR);
+
+    // Catalogued warnings and informations go to standard output, finished lines to standard error.
+    EXPECT_EQ(stdout_of([] { ut_warning("w"), ut_info("i"); }),
+              "WARNING <1009991> - w\nINFO <1009992> - i\n");
+    EXPECT_EQ(stderr_of([] { ut_c_warning("w"), ut_msgman->info("i", 0); }), "WARNING - w\nINFO - i\n");
+    EXPECT_EQ(stderr_of([&] { man_.debug("d", 0); }), "DEBUG - d\n");
+    EXPECT_EQ(stdout_of([] { ut_status("s"), ut_c_status("s"); }), "s\ns\n");
+}
+
+TEST_F(MessagesToTheDatabase, TheAbortFlagCountsForFinishedLinesAlone)
+{
+    scoped_operations os;
+    os.table.end_process = [](int value) { throw value; };
+    ut_msgman->setabortflag(1);
+    EXPECT_EQ(stderr_of([] { ut_error("x"); }), "ERROR <1009990> - x\n");
+    EXPECT_EQ(stderr_of([] { EXPECT_THROW(ut_c_error("x"), int); }), "ERROR - x\n");
+    ut_msgman->setabortflag(0);
+}
+
+TEST_F(MessagesToTheDatabase, AReportAboutTheProgramIsTwoPosts)
+{
+    const std::string wide(200, 'w');
+    const std::string text = stderr_of([&] { man_.internal((wide + '\n').c_str(), "p", "m", 2, "1.1", 0); });
+    EXPECT_EQ(text, "ERROR - " + wide + "\n\nINTERNAL CODE : p:m:2:1.1\n" + k_support + "\n");
+    EXPECT_EQ(posts().size(), 2U);
+    EXPECT_TRUE(files_.debug_says("unexpected message type"));  // the second has no label
+    std::string kept;
+    msgManager().retrieveMsgString(1, kept);
+    EXPECT_EQ(kept, "ERROR <1009990> - " + wide + "\n");
+    msgManager().retrieveMsgString(2, kept);
+    EXPECT_EQ(kept, std::string("ERROR <1009990> - INTERNAL CODE : p:m:2:1.1\n") + k_support);
+    EXPECT_EQ(man_.getclean(), 1);
+}
+
+TEST_F(MessagesToTheDatabase, TheProgramNameStandsBehindTheLabelUnlessItIsEmpty)
+{
+    ut_msgman->setprogname("par");
+    EXPECT_EQ(stderr_of([] { ut_error("x"), ut_c_error("x"); }),
+              "ERROR <1009990> - par: x\nERROR - par: x\n");
+    ut_msgman->setprogname("");
+    EXPECT_EQ(stderr_of([] { ut_error("x"), ut_c_error("x"); }), "ERROR <1009990> - x\nERROR - : x\n");
+}
+
+TEST_F(MessagesToTheDatabase, TheSuppressFlagHoldsBackCataloguedPostsAlone)
+{
+    ut_msgman->setSuppressFlag(1);
+    EXPECT_EQ(stderr_of([] { ut_error("x"), ut_c_error("x"); }), "ERROR - x\n");
+    EXPECT_EQ(stdout_of([] { ut_warning("x"), ut_status("s"), *ut_msgman << "t"; }), "s\n");
+    EXPECT_EQ(msgCache::g_ErrorPrint, 0);
+    ut_msgman->setSuppressFlag(2);
+    EXPECT_EQ(stderr_of([] { ut_error("x"); }), "ERROR <1009990> - x\n");
+    EXPECT_EQ(msgCache::g_ErrorPrint, 1);  // switched on, and not back to the default
+    ut_msgman->setSuppressFlag(0);
+}
+
+TEST_F(MessagesToTheDatabase, WithoutAnIndexFreeTextThrowsAndFinishedLinesPass)
+{
+    files_.remove("msgindex.xml");
+    const int value = ut_msgman->getexitval();
+    for (void (*report)(const char*) : {ut_error, ut_warning, ut_info}) {
+        try {
+            report("x");
+            ADD_FAILURE() << "nothing was thrown";
+        } catch (int code) {
+            EXPECT_EQ(code, -1);
+        }
+    }
+    EXPECT_THROW(ut_userfatal("x", 5), int);
+    EXPECT_EQ(ut_msgman->getexitval(), value);
+    EXPECT_EQ(stderr_of([] { ut_c_error("x"), ut_c_warning("x"); }), "ERROR - x\nWARNING - x\n");
+    EXPECT_EQ(stdout_of([] { ut_status("x"); }), "x\n");
+    files_.index({{"common", "100"}});
+    EXPECT_THROW(ut_error("x"), int);  // the place where it was looked for is remembered
 }
 
 // ---- free functions

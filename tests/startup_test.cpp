@@ -50,20 +50,14 @@ void expect_missing_index(const child_result& seen)
                                     "fails to load message index file msgindex.xml.\n"));
 }
 
-/// A second copy of the shared library under another name, which goes with this object.
+/// A second copy of the shared library, which goes with this object.
 class library_copy {
 public:
-    explicit library_copy(const std::string& name) : path_(std::filesystem::path(std::getenv("TEMP")) / name)
-    {
-        std::filesystem::copy_file(TEST_LIBRARY, path_, std::filesystem::copy_options::overwrite_existing);
-    }
-    ~library_copy() { std::filesystem::remove(path_); }
-    library_copy(const library_copy&) = delete;
-    library_copy& operator=(const library_copy&) = delete;
-    std::string path() const { return path_.string(); }
+    library_copy() { std::filesystem::copy_file(TEST_LIBRARY, path()); }
+    std::string path() const { return directory_ / "copy.so"; }
 
 private:
-    std::filesystem::path path_;
+    temp_directory directory_;
 };
 
 TEST(Startup, IsOverWhenATestRuns)
@@ -130,7 +124,7 @@ TEST_P(StartupProcess, TheLibraryMayBeLoadedUsedAndUnloadedAgain)
 
 TEST_P(StartupProcess, TwoSeparateCopiesWorkSideBySide)
 {
-    const library_copy second("ketriope_copy_a.so");
+    const library_copy second;
     const auto result = load("two copies", environment(), second.path());
     EXPECT_EQ(result.err, error("first") + error("second"));
     EXPECT_EQ(result.exit_status, 0);
@@ -138,7 +132,7 @@ TEST_P(StartupProcess, TwoSeparateCopiesWorkSideBySide)
 
 TEST_P(StartupProcess, ACopyInAProgramThatLinksTheLibraryUsesItsGlobals)
 {
-    const library_copy second("ketriope_copy_b.so");
+    const library_copy second;
     child_environment changed = environment();
     changed.emplace_back("ASAN_OPTIONS", "detect_odr_violation=0");  // two copies are what is tried
     const auto result = run_child(child_program("startup_child"), {"copy", second.path()}, changed);

@@ -1,5 +1,6 @@
 // tests/support/temp_directory.h: a directory below TEMP that goes with the test, and whole files.
 #pragma once
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -33,7 +34,10 @@ private:
     static std::string own_name()
     {
         const auto* test = testing::UnitTest::GetInstance()->current_test_info();
-        return std::string(test->test_suite_name()) + '.' + test->name() + '.' + std::to_string(::getpid());
+        std::string name =
+            std::string(test->test_suite_name()) + '.' + test->name() + '.' + std::to_string(::getpid());
+        std::ranges::replace(name, '/', '-');  // of a test with a parameter
+        return name;
     }
 
     std::filesystem::path path_;
