@@ -214,7 +214,7 @@ TEST_F(MessageRoad, APostMayBeAskedForAgain)
 
 class MessageRoadProcess : public testing::Test {
 protected:
-    child_result tool(const child_environment& more = {}, const char* name = "a.cmd")
+    child_result tool(const child_environment& more = {}, const std::vector<std::string>& what = {"a.cmd"})
     {
         child_environment environment{{"FOUNDRY", TEST_SOURCE_DIR "/../data"},
                                       {"ENV", nullptr},
@@ -222,7 +222,9 @@ protected:
                                       {"QVS_M_MSGFLOW", nullptr},
                                       {"QVS_MSGMGR_DEBUG", nullptr}};
         environment.insert(environment.end(), more.begin(), more.end());
-        return run_child(child_program("message_road_child"), {directory_.path(), name}, environment);
+        std::vector<std::string> arguments{directory_.path()};
+        arguments.insert(arguments.end(), what.begin(), what.end());
+        return run_child(child_program("message_road_child"), arguments, environment);
     }
     std::string bytes(const char* name) const { return file_bytes(directory_ / name); }
 
@@ -255,6 +257,14 @@ TEST_F(MessageRoadProcess, ReachesEveryDestination)
     EXPECT_THAT(warnings.lines, IsEmpty());
 }
 
+TEST_F(MessageRoadProcess, WhatTheToolLeavesIsClosedAtTheEnd)
+{
+    EXPECT_EQ(tool({}, {"a.cmd", "leave"}).exit_status, 0);
+    const std::string text = "ERROR <1011108> - par: Unable to open command file \"a.cmd\"";
+    EXPECT_EQ(bytes("ut_stream"), text + "\r\n");
+    EXPECT_EQ(message_log(directory_ / "errors.xml").lines.size(), 1U);
+}
+
 TEST_F(MessageRoadProcess, LabelNumberAndFoldFollowTheEnvironment)
 {
     const std::string words(80, 'w');
@@ -278,7 +288,7 @@ TEST_F(MessageRoadProcess, LabelNumberAndFoldFollowTheEnvironment)
         SCOPED_TRACE(each.text);
         const child_environment format{{"QVS_MSGMGR_FORMAT", each.format},
                                        {"QVS_SHELL_MESSAGE_ID", each.shows_number}};
-        EXPECT_EQ(tool(format, words.c_str()).err, each.text);
+        EXPECT_EQ(tool(format, {words}).err, each.text);
         EXPECT_EQ(bytes("file"), each.text);
     }
 }
