@@ -63,6 +63,7 @@ constexpr const message_type* type_by_name(std::string_view name) noexcept
     return nullptr;
 }
 
-static_assert(counted_type(MSG_STATUS) == k_message_types + 4 && counted_type(MSG_DEBUG) == nullptr);
+static_assert(k_message_types[k_counted_types - 1].type == MSG_STATUS &&
+              k_message_types[k_counted_types].type == MSG_DEBUG);
 
 }  // namespace ketriope
