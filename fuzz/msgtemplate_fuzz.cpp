@@ -106,6 +106,8 @@ bool is_tame(std::string_view flags)
     return flags.empty();
 }
 
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"  // each format is of the type of the value
 template <class Value>
 void check_expansion(const std::string& text, char kind, Value value)
 {
@@ -122,6 +124,7 @@ void check_expansion(const std::string& text, char kind, Value value)
         FUZZ_CHECK(made[i] == out);
     }
 }
+#pragma GCC diagnostic pop
 
 // ---- composition
 
