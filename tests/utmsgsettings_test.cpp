@@ -312,6 +312,15 @@ TEST_F(UtMsgSettings, TheFileHasALineForEachMessageWithSomethingToSay)
     EXPECT_THAT(written(), EndsWith("</userSetting>\n"));
 }
 
+TEST_F(UtMsgSettings, ANumberThatIsNoneIsReadBackAllTheSame)
+{
+    db().disableMsg("300<\"'&", 3);
+    EXPECT_EQ(db().saveMsgSetting(out_path().c_str()), 1);
+    files_.restart();
+    EXPECT_EQ(db().setMsgSetting(out_path().c_str()), 1);
+    EXPECT_EQ(setting("300<\"'&")->m_displayCount, 3);
+}
+
 TEST_F(UtMsgSettings, TheSameSettingsWriteTheSameLines)
 {
     const auto settings = [&](const texts& order) {

@@ -228,8 +228,10 @@ int msgDbManager::saveMsgSetting(const char* path)
                  path, version.c_str(), date.c_str());
     for (const msgCache* message : messages_with_setting()) {
         const std::string told = told_by(*message->m_setting);
-        if (!told.empty())
-            std::fprintf(file.get(), "  <msg mid=\"%s\"%s />\n", message->msgID(), told.c_str());
+        if (told.empty()) continue;
+        std::string mid;  // a settings file may have named any
+        TiXmlBase::EncodeString(message->m_mid, &mid);
+        std::fprintf(file.get(), "  <msg mid=\"%s\"%s />\n", mid.c_str(), told.c_str());
     }
     if (msgCache::g_WarningPrint == 0)
         std::fputs("  <msg mtype=\"warning\" disabled=\"true\" />\n", file.get());
