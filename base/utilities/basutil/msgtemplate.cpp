@@ -12,16 +12,43 @@ namespace {
 constexpr std::size_t k_most_conversions = 128;
 constexpr std::size_t k_most_pieces = 1'024;
 constexpr std::size_t k_most_characters = 2'024;
+constexpr std::size_t k_usual_arguments = 2;
 constexpr std::size_t k_copied_whole = 200;  ///< from this length on a text is not formatted
 constexpr std::string_view k_mark = "$$";
-constexpr std::string_view k_flags = "-.0123456789";
-constexpr std::string_view k_plain = "Xcdfisux";  ///< conversions of one letter
 constexpr std::size_t k_npos = std::string_view::npos;
+
+constexpr bool is_flag(char c)
+{
+    return c == '-' || c == '.' || (c >= '0' && c <= '9');
+}
+
+/// The conversions of one letter.
+constexpr bool is_plain(char c)
+{
+    switch (c) {
+    case 'X':
+    case 'c':
+    case 'd':
+    case 'f':
+    case 'i':
+    case 's':
+    case 'u':
+    case 'x': return true;
+    default: return false;
+    }
+}
+
+/// The letters that make a pair with an `l` in front.
+constexpr bool follows_l(char c)
+{
+    return c == 'X' || c == 'd' || c == 'i' || c == 'o' || c == 'u' || c == 'x';
+}
 
 /// Takes everything up to the next `$$` off `text`, and the mark; none takes all.
 std::string_view take_piece(std::string_view& text)
 {
-    const std::size_t end = text.find(k_mark);
+    std::size_t end = text.find('$');
+    while (end != k_npos && !text.substr(end).starts_with(k_mark)) end = text.find('$', end + 1);
     const std::string_view piece = text.substr(0, end);
     text.remove_prefix(end == k_npos ? text.size() : end + k_mark.size());
     return piece;
@@ -29,8 +56,10 @@ std::string_view take_piece(std::string_view& text)
 
 std::string_view take_flags(std::string_view& text)
 {
-    const std::string_view flags = text.substr(0, text.find_first_not_of(k_flags));
-    text.remove_prefix(flags.size());
+    std::size_t count = 0;
+    while (count < text.size() && is_flag(text[count])) ++count;
+    const std::string_view flags = text.substr(0, count);
+    text.remove_prefix(count);
     return flags;
 }
 
@@ -63,8 +92,14 @@ std::string formatter_flags(std::string_view flags)
 /// One argument that a template asks for.
 struct conversion {
     char kind = '\0';    ///< what is read from the list: the letter, `l` a long, `1` an unsigned long
-    std::string format;  ///< for the runtime's formatter
+    std::string format;  ///< for the runtime's formatter; "" for an argument as it stands
 };
+
+/// The conversions that most templates ask for need no formatter where they have no flags.
+constexpr bool stands_as_it_is(char letter)
+{
+    return letter == 's' || letter == 'd' || letter == 'i';
+}
 
 /// The conversion that `text` begins with, taken off it; none at the end and for another letter.
 std::optional<conversion> take_conversion(std::string_view& text, std::string_view flags)
@@ -72,11 +107,13 @@ std::optional<conversion> take_conversion(std::string_view& text, std::string_vi
     if (text.empty()) return std::nullopt;
     const char letter = text[0];
     const bool is_long = letter == 'l';
-    if (!is_long && k_plain.find(letter) == k_npos) return std::nullopt;
-    const bool pair = is_long && text.size() > 1 && std::string_view("Xdioux").find(text[1]) != k_npos;
-    conversion found{.kind = is_long ? (pair && text[1] == 'u' ? '1' : 'l') : letter, .format = "%"};
-    if (!flags.empty()) found.format.append(formatter_flags(flags));
-    found.format.append(pair ? text.substr(0, 2) : is_long ? "ld" : text.substr(0, 1));
+    if (!is_long && !is_plain(letter)) return std::nullopt;
+    const bool pair = is_long && text.size() > 1 && follows_l(text[1]);
+    conversion found{.kind = is_long ? (pair && text[1] == 'u' ? '1' : 'l') : letter, .format = ""};
+    if (!flags.empty() || !stands_as_it_is(letter)) {
+        found.format.append(1, '%').append(formatter_flags(flags));
+        found.format.append(pair ? text.substr(0, 2) : is_long ? "ld" : text.substr(0, 1));
+    }
     text.remove_prefix(pair ? 2 : 1);
     return found;
 }
@@ -104,10 +141,9 @@ std::string printed(const std::string& format, Value value)
 }
 #pragma GCC diagnostic pop
 
-/// Most numbers are asked for as they stand, too.
 std::string printed_number(const std::string& format, int value)
 {
-    return format == "%d" ? std::to_string(value) : printed(format, value);
+    return format.empty() ? std::to_string(value) : printed(format, value);
 }
 
 std::string printed_real(const std::string& format, double value)
@@ -121,8 +157,7 @@ std::string printed_text(const std::string& format, const char* text)
 {
     if (text == nullptr) return "";
     const std::string_view all = text;
-    // Most templates ask for a text as it stands.
-    return all.size() >= k_copied_whole || format == "%s" ? std::string(all) : printed(format, text);
+    return all.size() >= k_copied_whole || format.empty() ? std::string(all) : printed(format, text);
 }
 
 }  // namespace
@@ -135,6 +170,7 @@ void expand_arguments(std::string_view text, ut_va_list arguments, std::size_t s
         const std::string_view flags = take_flags(text);
         const std::optional<conversion> wanted = take_conversion(text, flags);
         if (!wanted || seen < skip) continue;
+        if (out.empty()) out.reserve(k_usual_arguments);
         switch (const std::string& format = wanted->format; wanted->kind) {
         case 's': out.push_back(printed_text(format, va_arg(arguments, const char*))); break;
         case 'd':
@@ -177,7 +213,7 @@ void pass_conversion(std::string_view& text)
     take_flags(text);
     if (text.starts_with("lu") || text.starts_with("ld"))
         text.remove_prefix(2);
-    else if (!text.empty() && (text[0] == 'l' || k_plain.find(text[0]) != k_npos))
+    else if (!text.empty() && (text[0] == 'l' || is_plain(text[0])))
         text.remove_prefix(1);
 }
 
@@ -188,9 +224,9 @@ void compose_text(std::string_view text, const std::vector<std::string>& argumen
     const resolved_template resolved(text);
     std::string_view rest = resolved.text();
     for (std::size_t pieces = 0; pieces < k_most_pieces; ++pieces) {
-        const bool marked = rest.find(k_mark) != k_npos;
-        out.append(take_piece(rest));
-        if (!marked) break;
+        const std::string_view piece = take_piece(rest);
+        out.append(piece);
+        if (piece.end() == resolved.text().end()) break;  // no mark behind it
         pass_conversion(rest);
         if (pieces < arguments.size()) out.append(arguments[pieces]);
     }

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <thread>
 
+#include "msgposts.h"
 #include "msgsection.h"
 
 constinit msgDbManager* msgDbManager::m_uniqueMsgDbMgr = nullptr;
@@ -30,7 +31,7 @@ ketriope::section_lock ketriope::section_in_time()
     return section;
 }
 
-msgDbManager::msgDbManager()
+msgDbManager::msgDbManager() : m_posts(std::make_shared<post_table>())
 {
     // The shape that the tables have always begun with; nobody may rely on the order that follows from it.
     constexpr std::size_t k_buckets = 8;
@@ -40,7 +41,6 @@ msgDbManager::msgDbManager()
     };
     shape(m_messages);
     shape(m_files);
-    shape(*m_posts);
     shape(m_logs);
 }
 

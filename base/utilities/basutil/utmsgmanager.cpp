@@ -193,47 +193,54 @@ int msgManager::post_list(unsigned flags, const char* mid, const std::string* fi
     if (ketriope::debug_channel_listens()) debug("post message <" + whole + "> using const char* mid");
     std::vector<std::string> dynamic;
     std::vector<std::string> navigation;
-    {
-        const section_guard section(message_section());
-        const char* const text = database().find_text(whole.c_str());
-        if (text == nullptr) return 0;
-        if (first != nullptr) dynamic.push_back(*first);
-        ketriope::expand_arguments(text, args, dynamic.size(), dynamic);
-    }
-    return post_whole(whole, dynamic, navigation, flags);
+    if (first != nullptr) dynamic.push_back(*first);
+    return post_whole(whole, dynamic, navigation, flags, [&](msgDbManager& db, const char* words) {
+        ketriope::expand_arguments(words, args, dynamic.size(), dynamic);
+        db.m_spent = &dynamic;
+    });
 }
 
+/// Posts a message whose arguments are complete once `prepare` has seen its template.
+template <class Prepare>
 int msgManager::post_whole(const std::string& mid, std::vector<std::string>& dynamic,
-                           std::vector<std::string>& navigation, unsigned flags)
+                           std::vector<std::string>& navigation, unsigned flags, Prepare prepare)
 {
     int sid = 0;
     eMessage_Type type{};
     msgCallback callback = nullptr;
     msgPostFunction function = nullptr;
+    bool of_type = false;  // the type has a call-back
     std::string text;
     std::vector<std::string> reduced;
     {
         const section_guard section(message_section());
         msgDbManager& db = database();
-        if (db.find_text(mid.c_str()) == nullptr) return 0;
+        const char* const words = db.find_text(mid.c_str());
+        if (words == nullptr) return 0;
+        struct nothing_spent {
+            msgDbManager& db;
+            ~nothing_spent() { db.m_spent = nullptr; }
+        } const at_the_end{db};
+        prepare(db, words);
         sid = db.postMsg(mid.c_str(), dynamic, navigation, flags);
         const msgPosted* const post = db.retrieveMsgPosted(sid);
         if (post == nullptr || post->m_msgSymId_sym == nullptr) return sid;
         type = db.findMsgType(mid.c_str());
         m_counters.count(type);
-        if (post->m_display == 0) type = eMessage_Type{};
+        if (post->m_display == 0 || type == 0) return sid;
         callback = db.findCallbackMsgFun();
         function = db.findPostMsgFun();
-        if (type != 0 && (callback != nullptr || function != nullptr)) {
+        of_type = db.findCallbackMsgFun(type) != nullptr;
+        if (callback != nullptr || function != nullptr) {
             reduced = post->m_dynamic;
             db.composedMessageDisplay(mid.c_str(), reduced, text, 0, false);
         }
     }
-    if (type != 0 && callback != nullptr)
+    if (callback != nullptr)
         callback(sid, mid.c_str(), type, text, reduced, navigation);
-    else if (type != 0 && function != nullptr)
+    else if (function != nullptr)
         function(sid, type, text);
-    if (ketriope::counted_type(type) != nullptr) callback_aside(type).call(sid, mid.c_str());
+    if (of_type) callback_aside(type).call(sid, mid.c_str());
     return sid;
 }
 
@@ -305,7 +312,7 @@ int msgManager::postMsg(std::string& mid, std::vector<std::string>& dynamic,
 {
     std::string whole;
     if (!whole_mid(mid.c_str(), whole, {"caller provided msgID <", "> is not valid"})) return 0;
-    return post_whole(whole, dynamic, navigation, flags);
+    return post_whole(whole, dynamic, navigation, flags, [](msgDbManager&, const char*) {});
 }
 
 int msgManager::postUtMsgMgr(eMessage_Type type, const char* text, int newline)
@@ -1013,10 +1020,13 @@ int msgManager::updateMsgType(const char* mid, const char* typeName, int level)
 
 msgManager* msgManager::newMsgFile(const char* name, const char* fid, const char* alias)
 {
-    msgFileCache* const made = locked([&](msgDbManager& db) { return db.newMsgFile(name, fid, alias); });
-    if (made == nullptr) return nullptr;
-    m_file = made;
-    return this;
+    return locked([&](msgDbManager& db) -> msgManager* {
+        std::shared_ptr<msgFileCache> made(db.newMsgFile(name, fid, alias));
+        if (made == nullptr) return nullptr;
+        m_file = made.get();
+        db.m_newFiles.push_back(std::move(made));
+        return this;
+    });
 }
 
 int msgManager::updateMsgDB()

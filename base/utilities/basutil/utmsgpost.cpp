@@ -17,6 +17,7 @@
 #include "hanging_indent.h"
 #include "msgman.h"
 #include "msgmid.h"
+#include "msgposts.h"
 #include "msgsection.h"
 #include "msgtemplate.h"
 #include "msgtypes.h"
@@ -121,6 +122,14 @@ void serve(unsigned which, const std::vector<Sink*>& list, Write write)
     }
 }
 
+constexpr std::size_t k_longest_argument = 500;
+
+/// True for an argument that the reduction leaves as it is.
+bool stays_whole(const std::string& argument)
+{
+    return argument.size() <= k_longest_argument && argument.find('\0') == std::string::npos;
+}
+
 /// The number, and the type from then on, under which text of the legacy manager is kept.
 const char* bridge_of(int& type)
 {
@@ -149,14 +158,11 @@ int msgDbManager::postMsg(const char* mid, std::vector<std::string>& dynamic,
         debug("unable to create message in message cache");
         return -1;
     }
-    std::vector<std::string> reduced;
-    dynamicDataReduction(dynamic, reduced);
+    std::vector<std::string> reduced = reduced_arguments(dynamic);
     const int display = message->msgIsPrintable(reduced, 1);
-    const msgPosted& post = record_post(mid, std::move(reduced), navigation, flags, display);
+    const msgPosted& post = record_post(message->m_symbol, std::move(reduced), navigation, flags, display);
     const int sid = post.m_sid;
-    std::string name;
-    std::string level;
-    const int type = message->msgType(name, level, true);
+    const int type = message->shownType();
     if (display != 0 && type == MSG_DEBUG && variable("QVS_SHOW_DEBUG_MESSAGE") == nullptr) return -1;
 
     // All that the record is asked for comes first: a stream that is served may forget the posts.
@@ -177,16 +183,25 @@ int msgDbManager::postMsg(const char* mid, std::vector<std::string>& dynamic,
     return sid;
 }
 
+/// The arguments with the long ones reduced; taken out of `dynamic` where that is spent.
+std::vector<std::string> msgDbManager::reduced_arguments(std::vector<std::string>& dynamic) const
+{
+    std::vector<std::string> reduced;
+    if (&dynamic == m_spent && std::ranges::all_of(dynamic, stays_whole))
+        reduced.swap(dynamic);
+    else
+        dynamicDataReduction(dynamic, reduced);
+    return reduced;
+}
+
 /// Keeps a post under the next SID.
-msgPosted& msgDbManager::record_post(const char* mid, std::vector<std::string> dynamic,
+msgPosted& msgDbManager::record_post(const dl_Symbol& mid, std::vector<std::string> dynamic,
                                      const std::vector<std::string>& navigation, unsigned int flags,
                                      int display)
 {
     if (++m_lastSid == std::numeric_limits<std::int32_t>::max()) m_lastSid = 1;
-    m_posts->erase(m_lastSid);  // of an earlier round
-    msgPosted& post = (*m_posts)[m_lastSid];
+    msgPosted& post = m_posts->make(m_lastSid);
     post.m_msgSymId_sym = new dl_Symbol(mid);
-    post.m_sid = m_lastSid;
     post.m_flags = flags;
     post.m_dynamic = std::move(dynamic);
     post.m_navigation.reserve(navigation.size());
@@ -239,10 +254,7 @@ void msgDbManager::compose_display(const msgCache& message, const std::vector<st
 {
     out.clear();
     if (!bare) {
-        std::string name;
-        std::string level;
-        append_label(out, type != 0 ? type : message.msgType(name, level, true), message.msgID(),
-                     display_format());
+        append_label(out, type != 0 ? type : message.shownType(), message.m_mid, display_format());
     }
     const char* const words = message.msgString();
     ketriope::compose_text(words != nullptr ? words : "", dynamic, out);
@@ -427,28 +439,25 @@ void msgDbManager::setPostMsgFun(msgPostFunction function)
 
 msgPosted* msgDbManager::retrieveMsgPosted(int sid)
 {
-    const auto found = m_posts->find(sid);
-    return found != m_posts->end() ? &found->second : nullptr;
+    return m_posts->find(sid);
 }
 
 int msgDbManager::retrieveAllMsgPosted(std::vector<int>& sids)
 {
     sids.clear();
-    for (const auto& [sid, post] : *m_posts) sids.push_back(sid);
+    m_posts->for_each([&](const msgPosted& post) { sids.push_back(post.m_sid); });
     return static_cast<int>(sids.size());
 }
 
 void msgDbManager::resetMsgBuffer(eMessage_Type types)
 {
     if (types == MSG_ALL) return m_posts->clear();
-    std::erase_if(*m_posts, [&](const auto& each) {
-        const dl_Symbol* const mid = each.second.m_msgSymId_sym;
+    m_posts->erase_if([&](const msgPosted& post) {
+        const dl_Symbol* const mid = post.m_msgSymId_sym;
         const msgCache* const message = mid != nullptr ? findMsg(mid->c_str()) : nullptr;
         if (message == nullptr) return false;
-        std::string name;
-        std::string level;
-        message->msgType(name, level, true);
-        const ketriope::message_type* const row = name.empty() ? nullptr : ketriope::type_by_letter(name[0]);
+        const char* const name = ketriope::name_of_type(message->shownType());
+        const ketriope::message_type* const row = ketriope::type_by_letter(*name);
         return row != nullptr && (types & row->type) != 0;
     });
 }
@@ -464,13 +473,12 @@ int mergeDynamicInfo(std::vector<std::string>& args, std::string& out)
 
 int dynamicDataReduction(std::vector<std::string>& in, std::vector<std::string>& out)
 {
-    constexpr std::size_t k_most = 500;
     constexpr std::size_t k_head = 325;
     constexpr std::size_t k_tail = 165;
     out.clear();
     out.reserve(in.size());
     for (const std::string& each : in) {
-        if (each.size() > k_most)
+        if (each.size() > k_longest_argument)
             out.push_back(each.substr(0, k_head) + "   ....   " + each.substr(each.size() - k_tail));
         else
             out.emplace_back(each.c_str());  // up to its first NUL

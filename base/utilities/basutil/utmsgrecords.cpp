@@ -144,7 +144,7 @@ constexpr std::array<int*, ketriope::k_counted_types> k_switches{
 
 }  // namespace
 
-msgCache::msgCache(const char* mid) : m_mid(mid) {}
+msgCache::msgCache(const char* mid) : m_mid(mid), m_symbol(mid) {}
 
 msgCache::~msgCache()
 {
@@ -204,46 +204,50 @@ int msgCache::msgNavigationTool(std::vector<std::string>& menus, std::vector<std
     return static_cast<int>(menus.size());
 }
 
+int msgCache::ownType() const
+{
+    if (m_element == nullptr)
+        return m_record != nullptr && m_record->m_type != msgSetting::k_no_type ? m_record->m_type
+                                                                                : int{MSG_STATUS};
+    const char* const written = m_element->Attribute("type");
+    return written != nullptr ? type_of_letter(written) : int{MSG_STATUS};
+}
+
+int msgCache::shownType() const
+{
+    const bool is_set = m_setting != nullptr && m_setting->m_type != msgSetting::k_no_type;
+    return is_set ? m_setting->m_type : ownType();
+}
+
 int msgCache::msgType(std::string& name, std::string& level, bool useSetting) const
 {
-    name = "Status";
-    level = "2";
-    const auto named = [&name](int type) {
-        name = ketriope::name_of_type(type);
-        return type;
-    };
-    if (useSetting && m_setting != nullptr && m_setting->m_type != msgSetting::k_no_type)
-        return named(m_setting->m_type);
-    if (m_element == nullptr) {
-        const bool defined = m_record != nullptr && m_record->m_type != msgSetting::k_no_type;
-        return defined ? named(m_record->m_type) : int{MSG_STATUS};
-    }
-    const char* const written = m_element->Attribute("type");
-    if (written == nullptr) return MSG_STATUS;
-    const int type = named(type_of_letter(written));
-    if (type == MSG_WARNING)
-        if (const char* text = m_element->Attribute("level")) level = text;
+    const bool is_set = useSetting && m_setting != nullptr && m_setting->m_type != msgSetting::k_no_type;
+    const int type = is_set ? m_setting->m_type : ownType();
+    const char* const written = !is_set && type == MSG_WARNING ? attribute(m_element, "level") : nullptr;
+    name = ketriope::name_of_type(type);
+    level = written != nullptr ? written : "2";
     return type;
 }
 
 int msgCache::msgIsPrintable(std::vector<std::string>& dynamic, int decrement)
 {
-    std::string merged;
-    mergeDynamicInfo(dynamic, merged);
+    std::string merged;  // made where it counts
     if (m_setting != nullptr) {
         const auto& hidden = m_setting->m_disabled;
-        if (!dynamic.empty() && std::ranges::find(hidden, merged) != hidden.end()) return 0;
+        if (!hidden.empty() && !dynamic.empty()) {
+            mergeDynamicInfo(dynamic, merged);
+            if (std::ranges::find(hidden, merged) != hidden.end()) return 0;
+        }
         const int count = m_setting->m_displayCount;
         if (count > 0 && decrement != 0 && !g_msgDisplayCntDisabled) --m_setting->m_displayCount;
         // Any other count is the answer: one below -1 shows always, whatever the switches say.
         if (count != msgSetting::k_no_limit) return count;
     }
-    std::string name;
-    std::string level;
-    const message_type* const row = ketriope::counted_type(msgType(name, level, true));
+    const message_type* const row = ketriope::counted_type(shownType());
     if (row != nullptr && *k_switches[static_cast<std::size_t>(row - ketriope::k_message_types)] == 0)
         return 0;
     if (g_PrintCount < 0) return -1;
+    mergeDynamicInfo(dynamic, merged);
     if (m_printed.count(merged) >= static_cast<std::size_t>(g_PrintCount)) return 0;
     m_printed.insert(merged);
     return -1;

@@ -156,10 +156,9 @@ eMessage_Type msgDbManager::findMsgType(const char* mid)
     if (message == nullptr) return MSG_STATUS;  // as for a message that its file does not define
     if (message->m_setting != nullptr && message->m_setting->m_type != msgSetting::k_no_type)
         return static_cast<eMessage_Type>(message->m_setting->m_type);
-    std::string name;
-    std::string level;
-    message->msgType(name, level, true);
-    const ketriope::message_type* const row = ketriope::type_by_name(name);
+    // The name decides: what the legacy manager calls an error is one.
+    const ketriope::message_type* const row =
+        ketriope::type_by_name(ketriope::name_of_type(message->shownType()));
     if (row == nullptr) debug("unexpected error");
     return static_cast<eMessage_Type>(row != nullptr ? row->type : 0);
 }

@@ -362,10 +362,11 @@ msgCache* msgDbManager::createMsgInCache(const char* mid, msgCache* existing)
 msgCache* msgDbManager::findMsg(const char* mid)
 {
     if (mid == nullptr) return nullptr;
+    if (m_latest != nullptr && m_latest->isDefined() && m_latest->m_mid == mid) return m_latest;
     if (!m_index) buildIndexTable();
     msgCache* const record = find_record(mid);
-    if (record != nullptr && (record->m_element != nullptr || record->m_record != nullptr)) return record;
-    return createMsgInCache(mid, record);
+    m_latest = record != nullptr && record->isDefined() ? record : createMsgInCache(mid, record);
+    return m_latest;
 }
 
 int msgDbManager::queryMsgDB(int mid, eMessageDB_Data item, std::vector<std::string>& out)

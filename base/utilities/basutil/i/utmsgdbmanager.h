@@ -254,7 +254,7 @@ protected:
 private:
     friend class msgManager;
 
-    using post_table = std::unordered_map<int, msgPosted>;  ///< by SID
+    class post_table;  ///< by SID
 
     struct help_table;  ///< numbers of messages, with the element that tells about them
 
@@ -271,8 +271,9 @@ private:
     msgCache* find_editable(const char* mid);
 
     // posting
-    msgPosted& record_post(const char* mid, std::vector<std::string> dynamic,
+    msgPosted& record_post(const dl_Symbol& mid, std::vector<std::string> dynamic,
                            const std::vector<std::string>& navigation, unsigned int flags, int display);
+    std::vector<std::string> reduced_arguments(std::vector<std::string>& dynamic) const;
     const char* find_text(const char* mid);
     std::string unlabelled(const std::string& text);
     void compose_display(const msgCache& message, const std::vector<std::string>& dynamic, int type,
@@ -297,8 +298,10 @@ private:
     help_table& help_data(std::shared_ptr<help_table>& table, const char* file_name, const char* root_name,
                           const char* entry_name, const char* duplicated);
 
-    std::unordered_map<std::string, std::shared_ptr<msgCache>> m_messages;   ///< by MID
+    std::unordered_map<std::string, std::shared_ptr<msgCache>> m_messages;  ///< by MID
+    msgCache* m_latest = nullptr;  ///< the message that was found last
     std::unordered_map<std::string, std::shared_ptr<msgFileCache>> m_files;  ///< by name and by FID
+    std::vector<std::shared_ptr<msgFileCache>> m_newFiles;  ///< those that a `msgManager` has made
     std::string m_sourceDir;
     std::shared_ptr<TiXmlDocument> m_index;
     TiXmlElement* m_indexRoot = nullptr;
@@ -306,7 +309,9 @@ private:
     msgCallback m_callback = nullptr;
     msgPostFunction m_postFunction = nullptr;
     msgTypeCallback m_typeCallbacks[5] = {};
-    std::shared_ptr<post_table> m_posts = std::make_shared<post_table>();
+    std::shared_ptr<post_table> m_posts;
+    /// Arguments that their owner has no more use for: the post may keep them instead of a copy.
+    const std::vector<std::string>* m_spent = nullptr;
     std::shared_ptr<msgPosted> m_errorStatus;
     std::vector<std::ostream*> m_streams;
     std::vector<UT_STREAM*> m_utStreams;

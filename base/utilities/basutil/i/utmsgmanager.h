@@ -196,7 +196,7 @@ public:
     int newMsgDB(const char* mid, const char* text);
     int updateMsgString(const char* mid, const char* text);
     int updateMsgType(const char* mid, const char* typeName, int level);
-    /// Binds this object to a new file; null if one of the names is taken.
+    /// Binds this object to a new file, which lives as long as the database; null if a name is taken.
     msgManager* newMsgFile(const char* name, const char* fid, const char* alias);
 
     /// Retired: prints that it is, and returns 1.
@@ -225,8 +225,9 @@ private:
     struct complaint;
     bool whole_mid(const char* mid, std::string& whole, const complaint& otherwise) const;
     int post_list(unsigned flags, const char* mid, const std::string* first, ut_va_list args);
+    template <class Prepare>
     int post_whole(const std::string& mid, std::vector<std::string>& dynamic,
-                   std::vector<std::string>& navigation, unsigned flags);
+                   std::vector<std::string>& navigation, unsigned flags, Prepare prepare);
     int query_text(const char* mid, eMessageDB_Data item, std::string& out);
     eMessage_Type query_type(const char* mid, eMessageDB_Data item);
     unsigned int posted(int own, std::size_t index);

@@ -105,6 +105,11 @@ public:
     /// returned as it is, with an empty name; an unknown letter in the file gives 0.
     int msgType(std::string& name, std::string& level, bool useSetting) const;
 
+    /// The type with the setting applied, as `msgType` returns it.
+    int shownType() const;
+    /// True for a message of a file, or one with a definition.
+    bool isDefined() const { return m_element != nullptr || m_record != nullptr; }
+
     /// Decides whether a post with these arguments is shown: 0 means no, anything else yes.
     ///
     /// With `decrement` the post is counted, in the setting's limit or in the print count.
@@ -122,6 +127,7 @@ public:
     msgSetting* m_setting = nullptr;       ///< owned; null until one is made
     TiXmlElement* m_element = nullptr;     ///< its `msg` in the file's document; null until found
     std::multiset<std::string> m_printed;  ///< merged arguments, one entry for each time they were shown
+    dl_Symbol m_symbol;                    ///< the MID, for the posts of this message
 
     static int g_ErrorPrint;
     static int g_CriticalPrint;
@@ -130,6 +136,9 @@ public:
     static int g_StatusPrint;
     static int g_PrintCount;  ///< how often each text of a message is shown; negative for no limit
     static bool g_msgDisplayCntDisabled;  ///< the limits of the settings do not count down
+
+private:
+    int ownType() const;
 };
 
 /// One post.
