@@ -400,3 +400,17 @@ TEST(MsgCache, ItsSettingIsMadeOnce)
     EXPECT_EQ(record.m_setting, &made);
     EXPECT_EQ(&record.setting(), &made);
 }
+
+TEST(MsgMid, ANumberHasTwoHalves)
+{
+    const struct {
+        const char* mid;
+        const char* fid;
+        const char* uid;
+    } rows[] = {{"1000042", "100", "0042"}, {"10001", "1", "0001"}, {"12345670001", "1234567", "0001"},
+                {"123456780001", "", ""},   {"0001", "", ""},       {"", "", ""}};
+    for (const auto& row : rows) {
+        EXPECT_EQ(ketriope::split_mid(row.mid).fid, row.fid) << row.mid;
+        EXPECT_EQ(ketriope::split_mid(row.mid).uid, row.uid) << row.mid;
+    }
+}

@@ -352,6 +352,13 @@ TEST_F(UtMsgSettings, TheFileHasALineForWarningsAndInfosThatAreOff)
     EXPECT_EQ(lines().size(), 3U);
 }
 
+TEST_F(UtMsgSettings, SwitchesDoNotReachTheTextsOfTheLegacyManager)
+{
+    db().disableMsgType(MSG_ALL);
+    EXPECT_EQ(stderr_of([] { msgManager().postUtMsgMgr(MSG_WARNING, "WARNING - all the same", 1); }),
+              "WARNING - all the same\n");
+}
+
 TEST_F(UtMsgSettings, AFileThatCannotBeOpenedIsNotWritten)
 {
     EXPECT_EQ(db().saveMsgSetting((files_ / "no/such/file").c_str()), 0);

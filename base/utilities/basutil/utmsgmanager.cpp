@@ -8,6 +8,7 @@
 
 #include "free_list.h"
 #include "msgdebug.h"
+#include "msgelement.h"
 #include "msgmid.h"
 #include "msgsection.h"
 #include "msgtemplate.h"
@@ -15,12 +16,12 @@
 #include "platform.h"
 #include "startup.h"
 
+using ketriope::k_uid_characters;
 using ketriope::message_section;
 using ketriope::section_guard;
 
 namespace {
 
-constexpr std::size_t k_uid_characters = 4;
 constexpr const char* k_no_category = "000";
 constexpr const char* k_no_file = "this object has no message file loaded";
 
@@ -877,13 +878,6 @@ std::map<std::string, std::string>& mids_by_external_id()
     return map;
 }
 
-TiXmlElement* first_message(const msgFileCache* file)
-{
-    TiXmlElement* const element = file != nullptr ? file->m_fileElement : nullptr;
-    TiXmlElement* const messages = element != nullptr ? element->FirstChildElement("messages") : nullptr;
-    return messages != nullptr ? messages->FirstChildElement("msg") : nullptr;
-}
-
 }  // namespace
 
 void msgManager::storeVerificMsgID(std::string a, std::string b, std::string c, unsigned int d)
@@ -911,8 +905,9 @@ std::string msgManager::queryInternalMsgId(const char* externalId)
     auto& known = mids_by_external_id();
     if (const auto found = known.find(externalId); found != known.end()) return found->second;
     const section_guard section(message_section());
-    for (TiXmlElement* each = first_message(m_file); each != nullptr;
-         each = each->NextSiblingElement("msg")) {
+    TiXmlElement* const file = m_file != nullptr ? m_file->m_fileElement : nullptr;
+    const TiXmlElement* each = ketriope::first_message(file);
+    for (; each != nullptr; each = each->NextSiblingElement("msg")) {
         const char* const eid = each->Attribute("eid");
         const char* const uid = each->Attribute("uid");
         if (eid != nullptr && uid != nullptr) known[eid] = m_fid + uid;
@@ -923,23 +918,17 @@ std::string msgManager::queryInternalMsgId(const char* externalId)
 
 std::string msgManager::queryExternalMsgId(const char* mid)
 {
-    const std::string whole = mid != nullptr ? mid : "";
-    const std::size_t middle = whole.size() > k_uid_characters ? whole.size() - k_uid_characters : 0;
+    const ketriope::mid_halves halves = ketriope::split_mid(mid != nullptr ? mid : "");
     return locked([&](msgDbManager& db) -> std::string {
         const msgFileCache* const file =
-            middle != 0 ? db.findMsgFileCache(whole.substr(0, middle).c_str()) : nullptr;
+            halves.fid.empty() ? nullptr : db.findMsgFileCache(halves.fid.c_str());
         if (file == nullptr || file->m_fileElement == nullptr) {
             debug("msgManager::queryExternalMsgId input msgId is invalid");
             return "";
         }
-        for (TiXmlElement* each = first_message(file); each != nullptr;
-             each = each->NextSiblingElement("msg")) {
-            const char* const uid = each->Attribute("uid");
-            if (uid == nullptr || whole.substr(middle) != uid) continue;
-            const char* const eid = each->Attribute("eid");
-            return eid != nullptr ? eid : "";
-        }
-        return "";
+        const TiXmlElement* const message = ketriope::find_message(file->m_fileElement, halves.uid);
+        const char* const eid = message != nullptr ? message->Attribute("eid") : nullptr;
+        return eid != nullptr ? eid : "";
     });
 }
 

@@ -10,6 +10,7 @@
 
 #include "ascii.h"
 #include "basutstr.h"
+#include "msgelement.h"
 #include "msgtypes.h"
 #include "utmsgdbmanager.h"
 
@@ -70,8 +71,8 @@ msgFileCache::~msgFileCache()
 int msgFileCache::getMessageUIDs(std::vector<int>& out)
 {
     out.clear();
-    const TiXmlElement* const messages = child(m_fileElement, "messages");
-    for (auto* each = child(messages, "msg"); each != nullptr; each = each->NextSiblingElement("msg"))
+    const TiXmlElement* each = ketriope::first_message(m_fileElement);
+    for (; each != nullptr; each = each->NextSiblingElement("msg"))
         if (const char* uid = each->Attribute("uid")) out.push_back(std::atoi(uid));
     return static_cast<int>(out.size());
 }

@@ -8,13 +8,12 @@
 #include <string_view>
 
 #include "environment.h"
+#include "msgmid.h"
 #include "msgtypes.h"
 #include "msgxml.h"
 #include "platform.h"
 
 namespace {
-
-constexpr std::size_t k_uid_characters = 4;
 
 using file_closer = decltype([](std::FILE* file) { std::fclose(file); });
 using file_holder = std::unique_ptr<std::FILE, file_closer>;
@@ -259,7 +258,7 @@ void msgDbManager::read_setting(const TiXmlElement& entry, const std::string& fi
 {
     const char* mid = entry.Attribute("mid");
     std::string whole;
-    if (text_of(mid).size() == k_uid_characters) mid = whole.append(fid).append(mid).c_str();
+    if (text_of(mid).size() == ketriope::k_uid_characters) mid = whole.append(fid).append(mid).c_str();
     if (const char* type = entry.Attribute("type")) {
         const ketriope::message_type* const row = ketriope::type_by_letter(*type);
         if (row == nullptr || ketriope::counted_type(row->type) == nullptr)
@@ -371,9 +370,8 @@ const TiXmlElement* msgDbManager::help_table::find_message(const char* mid) cons
 {
     if (mid == nullptr) return nullptr;
     const TiXmlElement* const found = find(std::atoi(mid));
-    const std::string whole = mid;
-    if (found != nullptr || whole.size() <= k_uid_characters) return found;
-    return find(std::atoi(whole.substr(0, whole.size() - k_uid_characters).c_str()));
+    const std::string fid = ketriope::split_mid(mid).fid;
+    return found != nullptr || fid.empty() ? found : find(std::atoi(fid.c_str()));
 }
 
 /// The table of a data file, read on first use.

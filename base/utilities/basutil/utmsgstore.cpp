@@ -6,16 +6,18 @@
 #include <string_view>
 
 #include "basutstr.h"
+#include "msgelement.h"
 #include "msgmid.h"
 #include "msgterminate.h"
 #include "msgxml.h"
 #include "platform.h"
 
+using ketriope::mid_halves;
+using ketriope::split_mid;
+
 namespace {
 
 constexpr const char* k_own_mid = "0000000";  ///< of the message system's own trouble
-constexpr std::size_t k_uid_characters = 4;
-constexpr std::size_t k_most_fid_characters = 7;
 
 constexpr int k_no_index = -1;
 constexpr int k_no_file_element = -2;
@@ -39,36 +41,6 @@ bool can_be_read(const std::string& path)
     if (file == nullptr) return false;
     std::fclose(file);
     return true;
-}
-
-struct mid_halves {
-    std::string fid;
-    std::string uid;
-};
-
-/// The two halves of a MID. Errors: an empty UID for a MID that has none, or too long a FID.
-mid_halves split_mid(std::string_view mid)
-{
-    if (mid.size() <= k_uid_characters || mid.size() - k_uid_characters > k_most_fid_characters) return {};
-    const std::size_t middle = mid.size() - k_uid_characters;
-    return {std::string(mid.substr(0, middle)), std::string(mid.substr(middle))};
-}
-
-/// `messages` of a file's element.
-TiXmlElement* messages_of(TiXmlElement* file)
-{
-    return file != nullptr ? file->FirstChildElement("messages") : nullptr;
-}
-
-TiXmlElement* find_message(TiXmlElement& file, const std::string& uid)
-{
-    TiXmlElement* const messages = messages_of(&file);
-    TiXmlElement* each = messages != nullptr ? messages->FirstChildElement("msg") : nullptr;
-    for (; each != nullptr; each = each->NextSiblingElement("msg")) {
-        const char* const text = each->Attribute("uid");
-        if (text != nullptr && uid == text) return each;
-    }
-    return nullptr;
 }
 
 TiXmlElement* add_child(TiXmlNode& parent, const char* name)
@@ -354,7 +326,7 @@ msgCache* msgDbManager::createMsgInCache(const char* mid, msgCache* existing)
     if (file->m_fileElement == nullptr)
         debug("unexpected condition");
     else
-        record->m_element = find_message(*file->m_fileElement, halves.uid);
+        record->m_element = ketriope::find_message(file->m_fileElement, halves.uid);
     if (record->m_element == nullptr) debug("message MID=<" + std::string(mid) + "> is not defined");
     return record;
 }
@@ -457,7 +429,7 @@ msgFileCache* msgDbManager::newMsgFile(const char* name, const char* fid, const 
 msgCache* msgDbManager::newMsgDB(const char* mid, const char* text)
 {
     if (mid == nullptr) return nullptr;
-    if (std::strlen(mid) < k_uid_characters) {
+    if (std::strlen(mid) < ketriope::k_uid_characters) {
         debug("msgDbManager::newMsgDB input msgId is invalid");
         return nullptr;
     }
@@ -468,7 +440,8 @@ msgCache* msgDbManager::newMsgDB(const char* mid, const char* text)
         return nullptr;
     }
     msgFileCache* const main = entry->m_mainEntry != nullptr ? entry->m_mainEntry : entry;
-    TiXmlElement* const messages = messages_of(main->m_fileElement);
+    TiXmlElement* const file = main->m_fileElement;
+    TiXmlElement* const messages = file != nullptr ? file->FirstChildElement("messages") : nullptr;
     if (messages == nullptr) {
         debug("The message file does not have XML file; cannot create new message");
         return nullptr;
