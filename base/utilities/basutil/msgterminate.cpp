@@ -79,12 +79,13 @@ namespace {
 
 constinit std::terminate_handler handler_before = nullptr;
 
-/// Code that has been unloaded must not be called. At the end of the process this runs behind the
-/// destructors of all static objects, one of which may still fail to catch something.
+/// Code that was unloaded must not be called. This runs in front of the destructors of our static objects
+/// when the library is unloaded, and behind them at the end of the process, which keeps its handler: other
+/// threads may still fail.
 [[gnu::destructor]] void give_uncaught_exceptions_back() noexcept
 {
-    if (handler_before != nullptr && std::get_terminate() == msg_terminate)
-        std::set_terminate(handler_before);
+    if (ketriope::exit_has_begun() || handler_before == nullptr) return;
+    if (std::get_terminate() == msg_terminate) std::set_terminate(handler_before);
 }
 
 }  // namespace

@@ -68,6 +68,11 @@ bool starting_up() noexcept
     return building;
 }
 
+bool exit_has_begun() noexcept
+{
+    return exit_begun;
+}
+
 void note_exit_begun() noexcept
 {
     exit_begun = true;

@@ -16,6 +16,9 @@ void leave_process(int exit_value);
 /// Makes `msg_terminate` the terminate handler, until the library is unloaded.
 void take_uncaught_exceptions() noexcept;
 
+/// True once the process has begun to end.
+bool exit_has_begun() noexcept;
+
 /// Says that the process has begun to end; told by the exit handlers and by the end of `ut_file`.
 void note_exit_begun() noexcept;
 

@@ -116,16 +116,18 @@ msgManager::msgManager(int) {}
 
 void msgManager::endMessages()
 {
-    // Nothing is left of it when the terminate handler has been here before the exit handler.
-    if (msgManagerInitPtr == nullptr && msgDbManager::findUniqueDbManager() == nullptr) return;
+    // Both are null when the terminate handler has been here before the exit handler; the second goes last,
+    // so that nobody ends the process while another thread still completes the logs.
+    const std::atomic_ref<msgManager*> held(msgManagerInitPtr);
+    if (msgDbManager::findUniqueDbManager() == nullptr && held.load() == nullptr) return;
     const ketriope::section_lock section = ketriope::section_in_time();
     if (!section) return;  // logs without their end lines, then; all posted lines are in them
-    delete std::exchange(msgManagerInitPtr, nullptr);
-    msgDbManager* const ending = msgDbManager::findUniqueDbManager();
-    if (ending == nullptr) return;
-    msgDbManager::setUniqueDbManager(nullptr);
-    ending->forceClosed();
-    delete ending;
+    if (msgDbManager* const ending = msgDbManager::findUniqueDbManager()) {
+        msgDbManager::setUniqueDbManager(nullptr);
+        ending->forceClosed();
+        delete ending;
+    }
+    delete held.exchange(nullptr);
 }
 
 namespace {
@@ -149,7 +151,8 @@ void msgManager::msgManagerInitSetting(int)
     std::atexit(end_with_the_process);
     ketriope::take_uncaught_exceptions();
     database();
-    if (msgManagerInitPtr == nullptr) msgManagerInitPtr = new msgManager(0);
+    const std::atomic_ref<msgManager*> held(msgManagerInitPtr);
+    if (held.load() == nullptr) held.store(new msgManager(0));
 }
 
 int msgManager::reNew()
