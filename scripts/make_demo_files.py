@@ -1,16 +1,19 @@
 #!/usr/bin/env python3
-"""Make the two larger files of examples/demo, the same bytes on every host.
+"""Make the larger files of examples/demo, the same bytes on every host.
 
 multiplier.v    a structural netlist: a pipelined multiplier of lookup tables and flip-flops
 multiplier.log  what a place-and-route run of that netlist says
+multiplier.xml  the message log of that run: each line of the former that is a message, as number and arguments
 
-With --check nothing is written: the netlist is simulated, to see that it multiplies, and both files
+With --check nothing is written: the netlist is simulated, to see that it multiplies, and the files
 are compared with those in the tree.
 """
 
 import pathlib
 import re
 import sys
+import xml.etree.ElementTree
+from xml.sax.saxutils import escape
 
 WIDTH = 22  # bits of an operand; a row of the adder array, and a pipeline stage, for each
 PERIOD = 4.0  # ns of the clock that the log's run asks for
@@ -151,23 +154,48 @@ def products(text, pairs):
     return seen[WIDTH : WIDTH + len(pairs)]
 
 
-def log(made, text):
-    noise = Noise(1999)
-    clock = Clock()
+class Run:
+    """What the run says, once as lines for people and once as a message log."""
+
+    ESCAPES = {'"': "&quot;", "'": "&apos;", "\t": "&#x9;", "\n": "&#xA;"}
+
+    def __init__(self, lines):
+        tree = xml.etree.ElementTree.parse(DEMO / "msgdata" / "par.xml")
+        self.messages = {m.get("uid"): (m.get("type"), m.get("text")) for m in tree.iter("msg")}
+        self.noise = Noise(1999)
+        self.clock = Clock()
+        self.lines = lines
+        self.posts = []
+
+    def say(self, number, *arguments):
+        kind, text = self.messages[number]
+        conversions = re.findall(r"\$\$([-.0-9]*[dfs])", text)
+        texts = [("%" + conversion) % value for conversion, value in zip(conversions, arguments, strict=True)]
+        pieces = re.split(r"\$\$[-.0-9]*[dfs]", text)
+        whole = "".join(piece + value for piece, value in zip(pieces, texts + [""]))
+        self.lines.append(f"{self.clock.tick(self.noise)}  {kind.upper():<7}  {whole}")
+        values = "".join(f'arg{i}="{escape(value, self.ESCAPES)}" ' for i, value in enumerate(texts))
+        self.posts.append(f'    <postMsg mid="300{number}" type="{kind}" dynamic="{len(texts)}" navigation="0" {values} />')
+
+    def message_log(self):
+        head = ['<?xml version="1.0" encoding="UTF-8"?>',
+                '<messageLogFile name="multiplier.xml" version="Zirvane (64-bit) 1.0.1" '
+                'date="Mon Mar 06 09:30:00 2006" vendor="Velmora Semiconductor Corporation" >', "  <postMsgs>"]
+        return "\n".join(head + self.posts + ["  </postMsgs>", "</messageLogFile>", ""])
+
+
+def logs(made, text):
+    """The log for people, and the message log."""
     luts = sum(cell.startswith("  LUT4") for cell in made.cells)
     flops = len(made.cells) - luts
-    lines = ["par: place and route", "", "  design    multiplier", "  netlist   examples/demo/multiplier.v",
-             f"  clock     clk, {PERIOD:.3f} ns", ""]
-
-    def say(kind, what):
-        lines.append(f"{clock.tick(noise)}  {kind:<7}  {what}")
-
-    say("INFO", f"read {len(text.splitlines())} lines: {luts} LUT4, {flops} DFF, {len(made.wires)} nets")
-    report_nets(made, say)
-    place(say, noise)
-    route(say, noise)
-    report_timing(say, noise, lines)
-    return "\n".join(lines) + "\n"
+    run = Run(["par: place and route", "", "  design    multiplier", "  netlist   examples/demo/multiplier.v",
+               f"  clock     clk, {PERIOD:.3f} ns", ""])
+    run.say("0001", len(text.splitlines()), luts, flops, len(made.wires))
+    report_nets(made, run.say)
+    place(run.say, run.noise)
+    route(run.say, run.noise)
+    report_timing(run.say, run.noise, run.lines)
+    return "\n".join(run.lines) + "\n", run.message_log()
 
 
 class Clock:
@@ -186,9 +214,9 @@ def report_nets(made, say):
     for net in ["ce"] + [f"y{k:02}_00" for k in range(WIDTH)]:
         loads = sum(f"({net})" in cell or f" {net}," in cell for cell in made.cells) - (net != "ce")
         remedy = "routed as a global" if net == "ce" else "buffered"
-        say("WARNING", f"net '{net}' has {loads} loads: it is {remedy}")
+        say("0100", net, loads, remedy)
     for i in range(WIDTH):
-        say("WARNING", f"input 'a[{i}]' has no offset constraint: {PERIOD:.3f} ns is assumed")
+        say("0101", f"a[{i}]", PERIOD)
 
 
 def place(say, noise):
@@ -196,23 +224,21 @@ def place(say, noise):
     for step in range(1, 97):
         temperature *= 0.94
         cost *= noise.between(0.965, 0.999)
-        figures = f"temperature {temperature:8.3f}, cost {cost:10.1f}, accepted {temperature / 4:5.1f} %"
-        say("INFO", f"place {step:3}: {figures}")
-    say("INFO", "place: done, no overlap")
+        say("0200", step, temperature, cost, temperature / 4)
+    say("0201")
 
 
 def route(say, noise):
     overused = 1420
     for step in range(1, 41):
         length = 61000 + 35 * step + noise.below(30)
-        say("INFO", f"route {step:3}: {overused:5} overused wires, wire length {length}")
+        say("0300", step, overused, length)
         if overused == 0:
             break
         if step > 12:
-            where = f"column {noise.below(48):2}, row {noise.below(48):2}"
-            say("WARNING", f"route {step:3}: congestion at {where}")
+            say("0301", step, noise.below(48), noise.below(48))
         overused = overused * (60 + noise.below(25)) // 100
-    say("INFO", "route: done, no unrouted net")
+    say("0302")
 
 
 def report_timing(say, noise, lines):
@@ -225,8 +251,8 @@ def report_timing(say, noise, lines):
     paths.sort()
     failing = [path for path in paths if path[0] < 0]
     for slack, start, end, _, _ in failing:
-        say("WARNING", f"slack {slack:.3f} ns from '{start}' to '{end}'")
-    say("INFO", f"timing: {len(failing)} of {len(paths)} paths fail")
+        say("0400", slack, start, end)
+    say("0401", len(failing), len(paths))
     lines += ["", "Timing of the longest paths, in ns", "",
               "  path  from      to        levels  arrival   slack"]
     for number, (slack, start, end, levels, arrival) in enumerate(paths, 1):
@@ -236,7 +262,8 @@ def report_timing(say, noise, lines):
 def main():
     made = build()
     text = verilog(made)
-    files = {"multiplier.v": text, "multiplier.log": log(made, text)}
+    lines, posts = logs(made, text)
+    files = {"multiplier.v": text, "multiplier.log": lines, "multiplier.xml": posts}
     if "--check" not in sys.argv[1:]:
         for name, content in files.items():
             (DEMO / name).write_text(content, encoding="ascii", newline="\n")

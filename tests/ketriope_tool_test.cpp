@@ -11,82 +11,16 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include "child_process.h"
+#include "tool_process.h"
 
 namespace fs = std::filesystem;
 using std::string_literals::operator""s;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
-using words = std::vector<std::string>;
+using KetriopeTool = tool_test;
 
 namespace {
-
-/// The program's environment: reports on one line each, and nothing that asks for another form.
-const child_environment k_plain{
-    {"QVS_MSG_WIDTH", "20000"}, {"QVS_M_MSGFLOW", nullptr}, {"NO_COLOR", nullptr}};
-
-child_result tool(const words& arguments, const child_environment& changes = {})
-{
-    child_environment environment = k_plain;
-    environment.insert(environment.end(), changes.begin(), changes.end());
-    return run_child(TOOL_PROGRAM, arguments, environment);
-}
-
-/// The program started by `first`, such as a shell with a script, instead of directly.
-child_result tool_under(words first, const words& arguments, const child_environment& changes = {})
-{
-    const std::string starter = first.front();
-    first.erase(first.begin());
-    first.insert(first.end(), TOOL_PROGRAM);
-    first.insert(first.end(), arguments.begin(), arguments.end());
-    child_environment environment = k_plain;
-    environment.insert(environment.end(), changes.begin(), changes.end());
-    return run_child(starter, first, environment);
-}
-
-/// A directory of the test's own, removed behind it.
-class KetriopeTool : public testing::Test {
-protected:
-    KetriopeTool()
-    {
-        const testing::TestInfo& info = *testing::UnitTest::GetInstance()->current_test_info();
-        directory_ = fs::path(std::getenv("TEMP")) / ("ketriope_tool_"s + info.name());
-        fs::remove_all(directory_);
-        fs::create_directories(directory_);
-    }
-    ~KetriopeTool() override { fs::remove_all(directory_); }
-
-    std::string path(const std::string& name) const { return (directory_ / name).string(); }
-
-    /// Makes a file with these bytes and returns its path.
-    std::string file(const std::string& name, std::string_view content) const
-    {
-        std::ofstream(path(name), std::ios::binary) << content;
-        return path(name);
-    }
-
-    std::string script(const std::string& name, const std::string& text) const
-    {
-        fs::create_directories(fs::path(path(name)).parent_path());
-        const std::string made = file(name, "#!/bin/sh\n" + text);
-        fs::permissions(made, fs::perms::owner_all);
-        return made;
-    }
-
-private:
-    fs::path directory_;
-};
-
-std::string error(const std::string& text)
-{
-    return "ERROR - ketriope: " + text + "\n";
-}
-
-std::string warning(const std::string& text)
-{
-    return "WARNING - ketriope: " + text + "\n";
-}
 
 std::string description(const std::string& name, const std::string& form, const std::string& size,
                         const std::string& lines, const std::string& longest, const std::string& unprintable)
@@ -670,7 +604,7 @@ TEST_F(KetriopeTool, PrintsWhatItsPageShows)
     for (const auto& [command, output] : commands) {
         const std::string here = "cd '" + top + "' && PATH='" +
                                  fs::path(TOOL_LAUNCHER).parent_path().string() + "':$PATH && " + command;
-        EXPECT_EQ(run_child("/bin/sh", {"-c", here}, k_plain).out, output) << command;
+        EXPECT_EQ(run_child("/bin/sh", {"-c", here}, k_plain_environment).out, output) << command;
     }
 }
 

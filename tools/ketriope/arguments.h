@@ -2,7 +2,7 @@
 /// The command line, understood here and nowhere else.
 #pragma once
 #include <optional>
-#include <vector>
+#include <string>
 
 #include "command.h"
 
@@ -11,8 +11,8 @@ namespace ketriope::tool {
 /// A command line that makes sense.
 struct arguments {
     const command* chosen;
-    std::vector<const char*> operands;  ///< as many as the command takes
-    outcome at_best = outcome::done;    ///< what the program ends with when the command does its work
+    request asked;
+    outcome at_best = outcome::done;  ///< what the program ends with when the command does its work
 };
 
 /// Reads the command line; an empty one asks for the help, but counts as failed.
@@ -21,6 +21,6 @@ struct arguments {
 std::optional<arguments> read_arguments(int argc, const char* const* argv);
 
 /// Reports that there is no such command, or no such option.
-void report_unknown(const char* word);
+void report_unknown(const std::string& word);
 
 }  // namespace ketriope::tool

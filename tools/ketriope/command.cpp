@@ -7,7 +7,8 @@ namespace ketriope::tool {
 
 namespace {
 
-constexpr std::array<const command*, 4> k_commands{&k_info, &k_grep, &k_help, &k_version};
+constexpr std::array<const command*, 8> k_commands{
+    &k_info, &k_grep, &k_catalogue_check, &k_catalogue_list, &k_explain, &k_log, &k_help, &k_version};
 
 }  // namespace
 
@@ -16,12 +17,15 @@ std::span<const command* const> all_commands() noexcept
     return k_commands;
 }
 
-const command* find_command(std::string_view name) noexcept
+std::vector<const command*> find_commands(std::string_view name)
 {
+    std::vector<const command*> found;
     for (const command* one : k_commands) {
-        if (one->name == name) return one;
+        const std::string_view own = one->name;
+        const bool begins_so = own.starts_with(name) && own.substr(name.size()).starts_with(' ');
+        if (own == name || begins_so) found.push_back(one);
     }
-    return nullptr;
+    return found;
 }
 
 std::string call_of(const command& which)

@@ -1,6 +1,7 @@
 // console.cpp
 #include "console.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #if defined(_WIN32)
@@ -9,6 +10,7 @@
 #include <unistd.h>
 #endif
 
+#include "basutform.h"
 #include "msgman.h"
 #include "utgetenv.h"
 
@@ -65,6 +67,26 @@ std::string printable(std::string_view text)
             shown.append({'<', k_digits[byte >> 4], k_digits[byte & 15], '>'});
     }
     return shown;
+}
+
+std::string one_line(std::string_view text)
+{
+    constexpr std::string_view k_blanks = " \t\r\n";
+    const std::size_t begin = std::min(text.find_first_not_of(k_blanks), text.size());
+    std::string line(text.substr(begin, text.find_last_not_of(k_blanks) + 1 - begin));
+    std::ranges::replace_if(
+        line, [&](char c) { return k_blanks.find(c) != std::string_view::npos; }, ' ');
+    return printable(line);
+}
+
+std::string counted(ut_uint64 number, const char* thing)
+{
+    return std::to_string(number) + ' ' + thing + (number == 1 ? "" : "s");
+}
+
+std::string row(const char* label, const std::string& value)
+{
+    return zeoform("  %-14s ", label) + value + '\n';
 }
 
 std::string highlighted(const std::string& text)

@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "uttypes.h"
+
 namespace ketriope::tool {
 
 /// Writes text to standard output as it is: neither folded nor cleaned. It holds no NUL.
@@ -27,6 +29,15 @@ constexpr bool is_printable(char c) noexcept
 
 /// The text as a terminal can show it in one line: a byte that is not printable comes as its number, `<0A>`.
 std::string printable(std::string_view text);
+
+/// The text in one line: blanks in place of line ends and tabs, none at its ends. The rest is printable.
+std::string one_line(std::string_view text);
+
+/// A number of things, such as "1 byte" and "2 bytes".
+std::string counted(ut_uint64 number, const char* thing);
+
+/// A line of a description: a label, and what is told.
+std::string row(const char* label, const std::string& value);
 
 /// The text as it is printed, made to stand out where the output is a terminal that shows colours.
 std::string highlighted(const std::string& text);

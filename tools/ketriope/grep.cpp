@@ -91,8 +91,9 @@ void show_tallies(std::vector<tally> rows)
     print((rows.back().matching > 0 ? "\n" : "") + text);
 }
 
-outcome run(operand_list operands)
+outcome run(const request& asked)
 {
+    const operand_list operands = asked.operands;
     const UT_REGEXP pattern{UT_STROBJ(operands[0])};
     if (!pattern.ok()) {
         report_error("'" + printable(operands[0]) + "' is no pattern: " + pattern.error().getstring() + '.');
@@ -111,7 +112,7 @@ outcome run(operand_list operands)
     show_tallies(found);
     if (failed) return outcome::failed;
     const auto matches = [](const tally& row) { return row.matching > 0; };
-    return std::ranges::any_of(found, matches) ? outcome::done : outcome::nothing_matched;
+    return std::ranges::any_of(found, matches) ? outcome::done : outcome::negative;
 }
 
 constexpr char k_details[] = R"(Shows each line that matches, as

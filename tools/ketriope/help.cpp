@@ -22,14 +22,16 @@ constexpr char k_foot[] = R"(
 'ketriope help <command>' tells more of each.
 
 exit status
-  0   all was done; for grep: something matched
-  1   grep matched nothing
-  2   a file could not be read, standard output could not be written, or the
-      command line makes no sense
+  0   all was done, and well
+  1   the answer is no: grep matched nothing, the catalogue has faults, the
+      message is not in it, the log is damaged or has no end
+  2   a file could not be read or written, standard output could not be written,
+      or the command line makes no sense
 
 environment
   TEMP      a directory that can be written to; without it no tool starts
-  FOUNDRY   the root of the installation
+  FOUNDRY   the root of the installation; its messages are in msgdata
+  ENV       a root whose messages go before those of FOUNDRY
   NO_COLOR  when it is not empty, nothing is coloured on a terminal
 The script that starts the program sets TEMP (to TMPDIR, or else to /tmp) and
 FOUNDRY when they are unset.
@@ -48,18 +50,22 @@ void show_overview()
     print(text + k_foot);
 }
 
-outcome run(operand_list operands)
+outcome run(const request& asked)
 {
-    if (operands.empty()) {
+    if (asked.operands.empty()) {
         show_overview();
         return outcome::done;
     }
-    const command* const which = find_command(operands[0]);
-    if (which == nullptr) {
-        report_unknown(operands[0]);
+    std::string name = asked.operands[0];
+    if (asked.operands.size() > 1) name.append(1, ' ').append(asked.operands[1]);
+    const auto found = find_commands(name);
+    if (found.empty()) {
+        report_unknown(name);
         return outcome::failed;
     }
-    print("usage: ketriope " + call_of(*which) + "\n\n" + which->details);
+    for (const command* which : found)
+        print((which != found.front() ? "\n" : "") + ("usage: ketriope " + call_of(*which)) + "\n\n" +
+              which->details);
     return outcome::done;
 }
 
@@ -71,7 +77,7 @@ constinit const command k_help{
     .summary = "tell how the program, or one command, is used",
     .details = "Tells how the program is used, or one of its commands.\n",
     .least = 0,
-    .most = 1,
+    .most = 2,
     .run = run,
 };
 

@@ -20,12 +20,6 @@ constexpr bool is_text(char c) noexcept
     return is_printable(c) || c == '\n' || c == '\r';
 }
 
-/// A number of things, such as "1 byte" and "2 bytes".
-std::string counted(ut_uint64 number, const char* thing)
-{
-    return std::to_string(number) + ' ' + thing + (number == 1 ? "" : "s");
-}
-
 /// What the content of a file looks like, found out piece by piece.
 class survey {
 public:
@@ -113,11 +107,6 @@ std::string survey::first_unprintable() const
     return zeoform("0x%02X at offset ", unprintable_->value) + std::to_string(unprintable_->offset);
 }
 
-std::string row(const char* label, const std::string& value)
-{
-    return zeoform("  %-14s ", label) + value + '\n';
-}
-
 /// Writes all there is to tell of an open file; false if its content could not be read.
 bool describe(input_file& file)
 {
@@ -134,11 +123,11 @@ bool describe(input_file& file)
     return !file.failed();
 }
 
-outcome run(operand_list operands)
+outcome run(const request& asked)
 {
     outcome end = outcome::done;
     bool first = true;
-    for (const char* name : operands) {
+    for (const char* name : asked.operands) {
         input_file file(name);
         if (file.is_open() && !std::exchange(first, false)) print("\n");
         if (!file.is_open() || !describe(file)) end = outcome::failed;

@@ -6,6 +6,7 @@
 #include "basutfile.h"
 #include "basutstream.h"
 #include "console.h"
+#include "reason.h"
 
 using namespace std::string_literals;
 
@@ -13,22 +14,6 @@ namespace ketriope::tool {
 namespace {
 
 constexpr std::size_t k_piece = 65536;
-
-/// Why the system refused, in words that do not depend on it.
-std::string reason_of(int error)
-{
-    switch (error) {
-    case 0: return "it ends behind its signature";  // packed data without a version, reported already
-    case ENOENT: return "there is no such file";
-    case ENOTDIR: return "a part of its path is not a directory";
-    case EACCES:
-    case EPERM: return "permission denied";
-    case ENAMETOOLONG: return "its name is too long";
-    case ELOOP: return "its path runs in a circle of links";
-    case EIO: return "the device failed";
-    default: return "the system gives error " + std::to_string(error);
-    }
-}
 
 }  // namespace
 
@@ -51,7 +36,9 @@ void input_file::open()
 {
     ut_file.clearerror();
     stream_ = ut_file.open(name_.c_str(), UT_ACCESS_READ, 0);
-    if (stream_ == nullptr) fail(reason_of(ut_file.geterror()));
+    if (stream_ != nullptr) return;
+    const int error = ut_file.geterror();  // packed data without a version are reported, and leave none
+    fail(error != 0 ? reason_of(error) : "it ends behind its signature");
 }
 
 void input_file::fail(const std::string& reason)

@@ -11,8 +11,8 @@ int main(int argc, char** argv)
 {
     ut_msgman->setprogname("ketriope");
     outcome end = outcome::failed;
-    if (const auto asked = ketriope::tool::read_arguments(argc, argv))
-        end = std::max(asked->chosen->run(asked->operands), asked->at_best);
+    if (const auto line = ketriope::tool::read_arguments(argc, argv))
+        end = std::max(line->chosen->run(line->asked), line->at_best);
     if (!ketriope::tool::finish_output()) end = outcome::failed;
     return static_cast<int>(end);
 }

@@ -5,7 +5,7 @@
 namespace ketriope::tool {
 namespace {
 
-outcome run(operand_list)
+outcome run(const request&)
 {
     print("ketriope " KETRIOPE_VERSION "\n");
     return outcome::done;
