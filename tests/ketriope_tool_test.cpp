@@ -423,7 +423,7 @@ TEST_F(KetriopeTool, HelpShowsTheCommandsTheExitStatusAndTheEnvironment)
     EXPECT_THAT(help.out, HasSubstr("\n  info <file> {<more>}             tell the form"));
     EXPECT_THAT(help.out, HasSubstr("\n  grep <pattern> <file> {<more>}   show lines"));
     EXPECT_THAT(help.out, HasSubstr("\n  0   all was done"));
-    EXPECT_THAT(help.out, HasSubstr("\n  1   grep matched nothing\n"));
+    EXPECT_THAT(help.out, HasSubstr("\n  1   the answer is no: grep matched nothing, "));
     EXPECT_THAT(help.out, HasSubstr("\n  2   a file could not be read"));
     EXPECT_THAT(help.out, HasSubstr("\n  TEMP "));
     for (const words& same : {words{"-h"}, words{"help"}, words{"help", "--help"}, words{"help", "-h"}})
@@ -447,6 +447,13 @@ TEST_F(KetriopeTool, HelpOfACommandBeginsWithItsUsage)
     EXPECT_EQ(tool({"info", "--help"}).out, info.out);
     EXPECT_EQ(tool({"info", "-h"}).out, info.out);
     EXPECT_THAT(tool({"help", "grep"}).out, StartsWith("usage: ketriope grep <pattern> <file> {<more>}\n\n"));
+    const std::string list = tool({"help", "catalogue", "list"}).out;
+    EXPECT_THAT(list, StartsWith("usage: ketriope catalogue list\n\n"));
+    EXPECT_EQ(tool({"catalogue", "list", "--help"}).out, list);
+    const std::string both = tool({"help", "catalogue"}).out;
+    EXPECT_THAT(both, StartsWith("usage: ketriope catalogue check <directory>\n\n"));
+    EXPECT_THAT(both, EndsWith("\n" + list));
+    EXPECT_EQ(tool({"catalogue", "--help"}).out, both);
     EXPECT_EQ(tool({"help", "help"}).out, "usage: ketriope help [<command>]\n\n"
                                           "Tells how the program is used, or one of its commands.\n");
     EXPECT_EQ(tool({"help", "version"}).out, "usage: ketriope version\n\n"
@@ -455,7 +462,9 @@ TEST_F(KetriopeTool, HelpOfACommandBeginsWithItsUsage)
 
 TEST_F(KetriopeTool, HelpFitsIntoEightyColumns)
 {
-    for (const words& arguments : {words{"--help"}, words{"help", "info"}, words{"help", "grep"}}) {
+    for (const words& arguments :
+         {words{"--help"}, words{"help", "info"}, words{"help", "grep"}, words{"help", "catalogue"},
+          words{"help", "explain"}, words{"help", "log"}}) {
         std::istringstream lines(tool(arguments).out);
         for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 80U) << line;
     }
@@ -483,7 +492,26 @@ TEST_F(KetriopeTool, WhatMakesNoSenseIsReportedWithAWayOut)
         {{"info", "--"}, "'info' needs <file> {<more>}. Try 'ketriope help info'."},
         {{"grep"}, "'grep' needs <pattern> <file> {<more>}. Try 'ketriope help grep'."},
         {{"grep", "x"}, "'grep' needs <pattern> <file> {<more>}. Try 'ketriope help grep'."},
-        {{"help", "info", "grep"}, "'help' has no use for 'grep'. Try 'ketriope help help'."},
+        {{"help", "info", "grep"}, "There is no command 'info grep'. Try 'ketriope --help'."},
+        {{"help", "catalogue", "frob"}, "There is no command 'catalogue frob'. Try 'ketriope --help'."},
+        {{"help", "info", "a", "b"}, "'help' has no use for 'b'. Try 'ketriope help help'."},
+        {{"catalogue"}, "'catalogue' needs a further word. Try 'ketriope help catalogue'."},
+        {{"catalogue", "frob"}, "'catalogue' has no use for 'frob'. Try 'ketriope help catalogue'."},
+        {{"catalogue", "check"}, "'catalogue check' needs <directory>. Try 'ketriope help catalogue check'."},
+        {{"catalogue", "list", "x"},
+         "'catalogue list' has no use for 'x'. Try 'ketriope help catalogue list'."},
+        {{"catalogue list"}, "There is no command 'catalogue list'. Try 'ketriope --help'."},
+        {{"cat"}, "There is no command 'cat'. Try 'ketriope --help'."},
+        {{"log"}, "'log' needs <file> [-html <page>]. Try 'ketriope help log'."},
+        {{"log", "a", "b"}, "'log' has no use for 'b'. Try 'ketriope help log'."},
+        {{"log", "a", "-html"}, "'log' needs a value behind '-html'. Try 'ketriope help log'."},
+        {{"log", "-html", "a", "-html", "b", "c"}, "'log' takes '-html' once. Try 'ketriope help log'."},
+        {{"log", "a", "-htm"},
+         "'log' has no option '-htm'; an operand that begins with '-' stands behind '--'. Try 'ketriope help "
+         "log'."},
+        {{"info", "a", "-x"},
+         "'info' has no option '-x'; an operand that begins with '-' stands behind '--'. Try 'ketriope help "
+         "info'."},
         {{"version", "x"}, "'version' has no use for 'x'. Try 'ketriope help version'."},
     };
     for (const auto& [arguments, message] : k_cases) {

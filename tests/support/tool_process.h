@@ -16,8 +16,9 @@ using words = std::vector<std::string>;
 /// The program's environment: reports on one line each, the messages of the build tree, and nothing that
 /// asks for another form.
 inline const child_environment k_plain_environment{
-    {"QVS_MSG_WIDTH", "20000"}, {"QVS_M_MSGFLOW", nullptr}, {"NO_COLOR", nullptr}, {"FOUNDRY", TOOL_FOUNDRY},
-    {"ENV", nullptr}, {"TOOLRTF", nullptr}, {"QVS_MSGMGR_FORMAT", nullptr}};
+    {"QVS_MSG_WIDTH", "20000"},    {"QVS_M_MSGFLOW", nullptr}, {"NO_COLOR", nullptr},
+    {"FOUNDRY", TOOL_FOUNDRY},     {"ENV", nullptr},           {"TOOLRTF", nullptr},
+    {"QVS_MSGMGR_FORMAT", nullptr}};
 
 inline child_environment changed(const child_environment& changes)
 {

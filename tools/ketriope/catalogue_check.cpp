@@ -224,6 +224,7 @@ std::vector<index_entry> check_index(checked_file& index)
 outcome run(const request& asked)
 {
     std::string directory = asked.operands[0];
+    while (directory.size() > 1 && directory.ends_with('/')) directory.pop_back();
     if (ut_file.exist((directory + "/msgdata/msgindex.xml").c_str()) != 0) directory += "/msgdata";
     checked_file index(directory + "/msgindex.xml", "messageIndexFile");
     bool failed = index.failed();

@@ -99,9 +99,9 @@ outcome run(const request& asked)
 }
 
 constexpr char k_details[] =
-    R"(Tells of the message with that number, which has seven digits and stands in the
-label of the message, "WARNING <1011413> - ...": its text, where $$s, $$d and the
-like stand for arguments, what it means and what to do, and
+    R"(Tells of the message with that number, which has seven digits and stands in
+its label, "WARNING <1011413> - ...": the text, where $$s, $$d and the like stand
+for arguments, what it means and what to do, and
 
   type           Error, Critical, Warning, Info, Status or Debug
   file           the message file that it is in, and the number of that file
@@ -117,7 +117,7 @@ like stand for arguments, what it means and what to do, and
 constinit const command k_explain{
     .name = "explain",
     .operands = "<number>",
-    .summary = "tell what a message means, and who may change it",
+    .summary = "tell what a message means",
     .details = k_details,
     .least = 1,
     .most = 1,

@@ -80,11 +80,11 @@ outcome run(const request& asked)
 }
 
 constexpr char k_details[] =
-    R"(Reads a message log back: what a run reported, counted by type and by number with
-a bar for each count, the most frequent number first, with the text of its first
-post; then the first post and the last one, with their lines in the log. Texts
-come from the messages in reach (see 'ketriope help catalogue list'); without
-them the arguments stand alone.
+    R"(Reads a message log back: what a run reported, counted by type and by number
+with a bar for each count, the most frequent number first, with the text of its
+first post; then the first post and the last one, with their lines in the log.
+Texts come from the messages in reach (see 'ketriope help catalogue list');
+without them the arguments stand alone.
 
   -html <page>   write that as a page for a browser instead, which needs no
                  other file. A file of that name is replaced when the page is
