@@ -27,7 +27,6 @@ static_assert(std::is_base_of_v<UT_IO_DEVICE, UT_STREAM>);
 static_assert(!std::is_nothrow_destructible_v<UT_STREAM>);
 
 constexpr std::size_t k_least_buffer = 2048;
-constexpr std::size_t k_plain_buffer = 4096;
 
 class UtStream : public testing::Test {
 protected:

@@ -331,7 +331,10 @@ private:
     bool load();
     void loadbuf();
     bool has_bytes();
-    std::size_t buffered() const;
+    std::size_t buffered() const
+    {
+        return buffer_offset_ < buffer_end_ ? static_cast<std::size_t>(buffer_end_ - buffer_offset_) : 0;
+    }
     long fetch(unsigned char* out, std::size_t count);
     std::size_t peek_device(unsigned char* out, std::size_t count);
     int next_byte();
