@@ -19,6 +19,7 @@
 #include <unistd.h>
 
 #include "basutfile.h"
+#include "scoped_operations.h"
 #include "stream_tools.h"
 
 namespace {
@@ -28,29 +29,7 @@ static_assert(!std::is_nothrow_destructible_v<UT_STREAM>);
 
 constexpr std::size_t k_least_buffer = 2048;
 
-class UtStream : public testing::Test {
-protected:
-    std::string written(const auto& work, std::size_t buffer = k_least_buffer)
-    {
-        {
-            const descriptor file(path, k_to_write);
-            open_stream stream(file, UT_ACCESS_WRITE, buffer, nullptr);
-            work(stream);
-            stream.flush();
-        }
-        return file_bytes(path);
-    }
-    void read_back(const std::string& bytes, const auto& work, std::size_t buffer = k_least_buffer)
-    {
-        write_file(path, bytes);
-        const descriptor file(path, k_to_read);
-        open_stream stream(file, UT_ACCESS_READ, buffer, nullptr);
-        work(stream);
-    }
-
-    const temp_directory directory;
-    const std::string path = directory / "bytes";
-};
+class UtStream : public stream_file_test {};
 
 // ---- construction
 
@@ -665,25 +644,11 @@ TEST_F(UtStream, AClosedOrForeignDescriptorShowsInTheError)
     EXPECT_EQ(file_bytes(path), "kept");
 }
 
-/// Puts changed operations of the system in place for the time of a test.
-class changed_system {
-public:
-    changed_system() : operations(ketriope::platform::native())
-    {
-        ketriope::platform::use_operations(&operations);
-    }
-    ~changed_system() { ketriope::platform::use_operations(nullptr); }
-    changed_system(const changed_system&) = delete;
-    changed_system& operator=(const changed_system&) = delete;
-
-    ketriope::platform::operations operations;
-};
-
 TEST_F(UtStream, PartialResultsOfTheSystemAreNotTheEnd)
 {
     read_back(varied_text(5'000), [](UT_STREAM& stream) {
-        changed_system system;
-        system.operations.read = [](int fd, void* out, std::size_t count) {
+        scoped_operations system;
+        system.table.read = [](int fd, void* out, std::size_t count) {
             return ketriope::platform::native().read(fd, out, std::min<std::size_t>(count, 7));
         };
         EXPECT_TRUE(read_text(stream, 9'999) == varied_text(5'000));
@@ -693,8 +658,8 @@ TEST_F(UtStream, PartialResultsOfTheSystemAreNotTheEnd)
 TEST_F(UtStream, AReadThatFailsHalfWayDeliversWhatCameBefore)
 {
     read_back(varied_text(5'000), [](UT_STREAM& stream) {
-        changed_system system;
-        system.operations.read = [](int fd, void* out, std::size_t count) -> std::int64_t {
+        scoped_operations system;
+        system.table.read = [](int fd, void* out, std::size_t count) -> std::int64_t {
             if (count > 1'000) return ketriope::platform::native().read(fd, out, count - 1'000);
             errno = EIO;
             return -1;
@@ -711,8 +676,8 @@ TEST_F(UtStream, AWriteThatIsCutShortAdvancesByWhatWasWritten)
     UT_STREAM stream(file, UT_ACCESS_WRITE, k_least_buffer, nullptr);
     write_text(stream, varied_text(100));
     {
-        changed_system system;
-        system.operations.write = [](int fd, const void* from, std::size_t) {
+        scoped_operations system;
+        system.table.write = [](int fd, const void* from, std::size_t) {
             const std::int64_t count = ketriope::platform::native().write(fd, from, 30);
             errno = ENOSPC;
             return count;
