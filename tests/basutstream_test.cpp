@@ -319,42 +319,52 @@ TEST_F(UtStream, ReversedPeekStoresFromTheLastPositionOn)
 
 // ---- numbers
 
-TEST_F(UtStream, NumbersAreFiledMostSignificantByteFirst)
+/// The bytes of a number in the file, which both forms of writing must agree on.
+class UtStreamNumbers : public UtStream {
+protected:
+    template <class Number>
+    std::string filed(Number number, int (UT_STREAM::*by_name)(Number))
+    {
+        int counts[2] = {};
+        const std::string both = written([&](UT_STREAM& stream) {
+            counts[0] = stream.write(number);
+            counts[1] = (stream.*by_name)(number);
+        });
+        const std::string one = both.substr(0, both.size() / 2);
+        EXPECT_EQ(both, one + one);
+        EXPECT_EQ(counts[0], static_cast<int>(one.size()));
+        EXPECT_EQ(counts[1], counts[0]);
+        return one;
+    }
+};
+
+TEST_F(UtStreamNumbers, AreFiledMostSignificantByteFirst)
 {
-    const auto check = [this](const auto& work, std::string_view expected, int line) {
-        EXPECT_EQ(written(work), expected) << "line " << line;
-    };
-    check([](UT_STREAM& s) { EXPECT_EQ(s.write('A') + s.writechar('B'), 2); }, "AB", __LINE__);
-    check([](UT_STREAM& s) { EXPECT_EQ(s.write(static_cast<unsigned char>(0xfe)) + s.writebyte(1), 2); },
-          "\xfe\x01", __LINE__);
-    check([](UT_STREAM& s) { EXPECT_EQ(s.write(static_cast<short>(-2)) + s.writeshort(0x0102), 4); },
-          "\xff\xfe\x01\x02", __LINE__);
-    check([](UT_STREAM& s) { EXPECT_EQ(s.write(static_cast<unsigned short>(0xfedc)) + s.writeushort(1), 4); },
-          std::string_view("\xfe\xdc\0\x01", 4), __LINE__);
-    check([](UT_STREAM& s) { EXPECT_EQ(s.write(0x01020304) + s.writeint(-2), 8); },
-          "\x01\x02\x03\x04\xff\xff\xff\xfe", __LINE__);
-    check([](UT_STREAM& s) { EXPECT_EQ(s.write(0xfedcba98u) + s.writeuint(0x11223344u), 8); },
-          "\xfe\xdc\xba\x98\x11\x22\x33\x44", __LINE__);
-    check([](UT_STREAM& s) { EXPECT_EQ(s.write(-3L) + s.writelong(0x01020304L), 8); },
-          "\xff\xff\xff\xfd\x01\x02\x03\x04", __LINE__);
-    check([](UT_STREAM& s) { EXPECT_EQ(s.write(0xfedcba98ul) + s.writeulong(0x11223344ul), 8); },
-          "\xfe\xdc\xba\x98\x11\x22\x33\x44", __LINE__);
-    check([](UT_STREAM& s) { EXPECT_EQ(s.write(ut_uint64{0x0123456789abcdef}) + s.writeulonglong(1), 16); },
-          std::string_view("\x01\x23\x45\x67\x89\xab\xcd\xef\0\0\0\0\0\0\0\x01", 16), __LINE__);
-    check([](UT_STREAM& s) { EXPECT_EQ(s.write(1.0f) + s.writefloat(-2.5f), 8); },
-          std::string_view("\x3f\x80\0\0\xc0\x20\0\0", 8), __LINE__);
-    check([](UT_STREAM& s) { EXPECT_EQ(s.write(1.0) + s.writedouble(-2.5), 16); },
-          std::string_view("\x3f\xf0\0\0\0\0\0\0\xc0\x04\0\0\0\0\0\0", 16), __LINE__);
-    check(
-        [](UT_STREAM& s) {
-            EXPECT_EQ(s.write(UT_POINT{1, -1}), 8);
-        },
-        std::string_view("\0\0\0\x01\xff\xff\xff\xff", 8), __LINE__);
-    check(
-        [](UT_STREAM& s) {
-            EXPECT_EQ(s.write(UT_EXTREMA{1, 2, 3, 4}), 16);
-        },
-        std::string_view("\0\0\0\x01\0\0\0\x03\0\0\0\x02\0\0\0\x04", 16), __LINE__);
+    EXPECT_EQ(filed('A', &UT_STREAM::writechar), "A");
+    EXPECT_EQ(filed<unsigned char>(0xfe, &UT_STREAM::writebyte), "\xfe");
+    EXPECT_EQ(filed<short>(-2, &UT_STREAM::writeshort), "\xff\xfe");
+    EXPECT_EQ(filed<unsigned short>(0xfedc, &UT_STREAM::writeushort), "\xfe\xdc");
+    EXPECT_EQ(filed(0x01020304, &UT_STREAM::writeint), "\x01\x02\x03\x04");
+    EXPECT_EQ(filed(-2, &UT_STREAM::writeint), "\xff\xff\xff\xfe");
+    EXPECT_EQ(filed(0xfedcba98u, &UT_STREAM::writeuint), "\xfe\xdc\xba\x98");
+    EXPECT_EQ(filed(-3L, &UT_STREAM::writelong), "\xff\xff\xff\xfd");
+    EXPECT_EQ(filed(0xfedcba98ul, &UT_STREAM::writeulong), "\xfe\xdc\xba\x98");
+    EXPECT_EQ(filed(ut_uint64{0x0123456789abcdef}, &UT_STREAM::writeulonglong),
+              "\x01\x23\x45\x67\x89\xab\xcd\xef");
+    EXPECT_EQ(filed(1.1f, &UT_STREAM::writefloat), "\x3f\x8c\xcc\xcd");
+    EXPECT_EQ(filed(-0.1, &UT_STREAM::writedouble), "\xbf\xb9\x99\x99\x99\x99\x99\x9a");
+}
+
+TEST_F(UtStreamNumbers, ThePlainRecordsAreFiledAsTheirMembers)
+{
+    EXPECT_EQ(written([](UT_STREAM& stream) {
+                  EXPECT_EQ(stream.write(UT_POINT{1, -1}), 8);
+              }),
+              std::string_view("\0\0\0\x01\xff\xff\xff\xff", 8));
+    EXPECT_EQ(written([](UT_STREAM& stream) {
+                  EXPECT_EQ(stream.write(UT_EXTREMA{1, 2, 3, 4}), 16);
+              }),
+              std::string_view("\0\0\0\x01\0\0\0\x03\0\0\0\x02\0\0\0\x04", 16));
 }
 
 TEST_F(UtStream, ALongLosesItsUpperHalfInTheFile)

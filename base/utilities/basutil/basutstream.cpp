@@ -198,7 +198,7 @@ unsigned char UT_STREAM::flush()
     const auto filled = static_cast<std::size_t>(buffer_offset_);
     const std::size_t rest = enciphered_ != 0 ? filled % ketriope::blowfish::k_block : 0;
     const std::size_t whole = filled - rest;
-    /// Empties the buffer of what was handed out, when the device raises, too.
+    // Empties the buffer of what was handed out, when the device raises, too.
     struct emptying {
         UT_STREAM& stream;
         std::size_t handed_out, kept;

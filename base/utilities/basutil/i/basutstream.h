@@ -116,11 +116,18 @@ public:
     int write(ut_uint64 value) { return put(value); }
     int write(float value) { return put(value); }
     int write(double value) { return put(value); }
-    int write(const UT_POINT& point) { return write(point.x) + write(point.y); }
+    int write(const UT_POINT& point)
+    {
+        const int count = write(point.x);
+        return count + write(point.y);
+    }
     /// The order in the file is first, third, second, fourth member.
     int write(const UT_EXTREMA& extrema)
     {
-        return write(extrema.xmin) + write(extrema.ymin) + write(extrema.xmax) + write(extrema.ymax);
+        int count = write(extrema.xmin);
+        count += write(extrema.ymin);
+        count += write(extrema.xmax);
+        return count + write(extrema.ymax);
     }
 
     /// These return the count of bytes read. Where the file ends within a number, the bytes that came
