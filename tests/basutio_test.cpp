@@ -54,12 +54,6 @@ public:
 };
 using test_device = opened<memory_device>;
 
-std::string turned(std::string text)
-{
-    for (char& c : text) c = static_cast<char>(static_cast<unsigned char>(c) ^ fake_coders::k_mask);
-    return text;
-}
-
 std::string get_text(test_device& device, std::size_t count)
 {
     std::string text(count, '\0');

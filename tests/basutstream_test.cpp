@@ -19,6 +19,7 @@
 #include <unistd.h>
 
 #include "basutfile.h"
+#include "scoped_operations.h"
 #include "stream_tools.h"
 
 namespace {
@@ -27,31 +28,8 @@ static_assert(std::is_base_of_v<UT_IO_DEVICE, UT_STREAM>);
 static_assert(!std::is_nothrow_destructible_v<UT_STREAM>);
 
 constexpr std::size_t k_least_buffer = 2048;
-constexpr std::size_t k_plain_buffer = 4096;
 
-class UtStream : public testing::Test {
-protected:
-    std::string written(const auto& work, std::size_t buffer = k_least_buffer)
-    {
-        {
-            const descriptor file(path, k_to_write);
-            open_stream stream(file, UT_ACCESS_WRITE, buffer, nullptr);
-            work(stream);
-            stream.flush();
-        }
-        return file_bytes(path);
-    }
-    void read_back(const std::string& bytes, const auto& work, std::size_t buffer = k_least_buffer)
-    {
-        write_file(path, bytes);
-        const descriptor file(path, k_to_read);
-        open_stream stream(file, UT_ACCESS_READ, buffer, nullptr);
-        work(stream);
-    }
-
-    const temp_directory directory;
-    const std::string path = directory / "bytes";
-};
+class UtStream : public stream_file_test {};
 
 // ---- construction
 
@@ -341,42 +319,52 @@ TEST_F(UtStream, ReversedPeekStoresFromTheLastPositionOn)
 
 // ---- numbers
 
-TEST_F(UtStream, NumbersAreFiledMostSignificantByteFirst)
+/// The bytes of a number in the file, which both forms of writing must agree on.
+class UtStreamNumbers : public UtStream {
+protected:
+    template <class Number>
+    std::string filed(Number number, int (UT_STREAM::*by_name)(Number))
+    {
+        int counts[2] = {};
+        const std::string both = written([&](UT_STREAM& stream) {
+            counts[0] = stream.write(number);
+            counts[1] = (stream.*by_name)(number);
+        });
+        const std::string one = both.substr(0, both.size() / 2);
+        EXPECT_EQ(both, one + one);
+        EXPECT_EQ(counts[0], static_cast<int>(one.size()));
+        EXPECT_EQ(counts[1], counts[0]);
+        return one;
+    }
+};
+
+TEST_F(UtStreamNumbers, AreFiledMostSignificantByteFirst)
 {
-    const auto check = [this](const auto& work, std::string_view expected, int line) {
-        EXPECT_EQ(written(work), expected) << "line " << line;
-    };
-    check([](UT_STREAM& s) { EXPECT_EQ(s.write('A') + s.writechar('B'), 2); }, "AB", __LINE__);
-    check([](UT_STREAM& s) { EXPECT_EQ(s.write(static_cast<unsigned char>(0xfe)) + s.writebyte(1), 2); },
-          "\xfe\x01", __LINE__);
-    check([](UT_STREAM& s) { EXPECT_EQ(s.write(static_cast<short>(-2)) + s.writeshort(0x0102), 4); },
-          "\xff\xfe\x01\x02", __LINE__);
-    check([](UT_STREAM& s) { EXPECT_EQ(s.write(static_cast<unsigned short>(0xfedc)) + s.writeushort(1), 4); },
-          std::string_view("\xfe\xdc\0\x01", 4), __LINE__);
-    check([](UT_STREAM& s) { EXPECT_EQ(s.write(0x01020304) + s.writeint(-2), 8); },
-          "\x01\x02\x03\x04\xff\xff\xff\xfe", __LINE__);
-    check([](UT_STREAM& s) { EXPECT_EQ(s.write(0xfedcba98u) + s.writeuint(0x11223344u), 8); },
-          "\xfe\xdc\xba\x98\x11\x22\x33\x44", __LINE__);
-    check([](UT_STREAM& s) { EXPECT_EQ(s.write(-3L) + s.writelong(0x01020304L), 8); },
-          "\xff\xff\xff\xfd\x01\x02\x03\x04", __LINE__);
-    check([](UT_STREAM& s) { EXPECT_EQ(s.write(0xfedcba98ul) + s.writeulong(0x11223344ul), 8); },
-          "\xfe\xdc\xba\x98\x11\x22\x33\x44", __LINE__);
-    check([](UT_STREAM& s) { EXPECT_EQ(s.write(ut_uint64{0x0123456789abcdef}) + s.writeulonglong(1), 16); },
-          std::string_view("\x01\x23\x45\x67\x89\xab\xcd\xef\0\0\0\0\0\0\0\x01", 16), __LINE__);
-    check([](UT_STREAM& s) { EXPECT_EQ(s.write(1.0f) + s.writefloat(-2.5f), 8); },
-          std::string_view("\x3f\x80\0\0\xc0\x20\0\0", 8), __LINE__);
-    check([](UT_STREAM& s) { EXPECT_EQ(s.write(1.0) + s.writedouble(-2.5), 16); },
-          std::string_view("\x3f\xf0\0\0\0\0\0\0\xc0\x04\0\0\0\0\0\0", 16), __LINE__);
-    check(
-        [](UT_STREAM& s) {
-            EXPECT_EQ(s.write(UT_POINT{1, -1}), 8);
-        },
-        std::string_view("\0\0\0\x01\xff\xff\xff\xff", 8), __LINE__);
-    check(
-        [](UT_STREAM& s) {
-            EXPECT_EQ(s.write(UT_EXTREMA{1, 2, 3, 4}), 16);
-        },
-        std::string_view("\0\0\0\x01\0\0\0\x03\0\0\0\x02\0\0\0\x04", 16), __LINE__);
+    EXPECT_EQ(filed('A', &UT_STREAM::writechar), "A");
+    EXPECT_EQ(filed<unsigned char>(0xfe, &UT_STREAM::writebyte), "\xfe");
+    EXPECT_EQ(filed<short>(-2, &UT_STREAM::writeshort), "\xff\xfe");
+    EXPECT_EQ(filed<unsigned short>(0xfedc, &UT_STREAM::writeushort), "\xfe\xdc");
+    EXPECT_EQ(filed(0x01020304, &UT_STREAM::writeint), "\x01\x02\x03\x04");
+    EXPECT_EQ(filed(-2, &UT_STREAM::writeint), "\xff\xff\xff\xfe");
+    EXPECT_EQ(filed(0xfedcba98u, &UT_STREAM::writeuint), "\xfe\xdc\xba\x98");
+    EXPECT_EQ(filed(-3L, &UT_STREAM::writelong), "\xff\xff\xff\xfd");
+    EXPECT_EQ(filed(0xfedcba98ul, &UT_STREAM::writeulong), "\xfe\xdc\xba\x98");
+    EXPECT_EQ(filed(ut_uint64{0x0123456789abcdef}, &UT_STREAM::writeulonglong),
+              "\x01\x23\x45\x67\x89\xab\xcd\xef");
+    EXPECT_EQ(filed(1.1f, &UT_STREAM::writefloat), "\x3f\x8c\xcc\xcd");
+    EXPECT_EQ(filed(-0.1, &UT_STREAM::writedouble), "\xbf\xb9\x99\x99\x99\x99\x99\x9a");
+}
+
+TEST_F(UtStreamNumbers, ThePlainRecordsAreFiledAsTheirMembers)
+{
+    EXPECT_EQ(written([](UT_STREAM& stream) {
+                  EXPECT_EQ(stream.write(UT_POINT{1, -1}), 8);
+              }),
+              std::string_view("\0\0\0\x01\xff\xff\xff\xff", 8));
+    EXPECT_EQ(written([](UT_STREAM& stream) {
+                  EXPECT_EQ(stream.write(UT_EXTREMA{1, 2, 3, 4}), 16);
+              }),
+              std::string_view("\0\0\0\x01\0\0\0\x03\0\0\0\x02\0\0\0\x04", 16));
 }
 
 TEST_F(UtStream, ALongLosesItsUpperHalfInTheFile)
@@ -666,25 +654,11 @@ TEST_F(UtStream, AClosedOrForeignDescriptorShowsInTheError)
     EXPECT_EQ(file_bytes(path), "kept");
 }
 
-/// Puts changed operations of the system in place for the time of a test.
-class changed_system {
-public:
-    changed_system() : operations(ketriope::platform::native())
-    {
-        ketriope::platform::use_operations(&operations);
-    }
-    ~changed_system() { ketriope::platform::use_operations(nullptr); }
-    changed_system(const changed_system&) = delete;
-    changed_system& operator=(const changed_system&) = delete;
-
-    ketriope::platform::operations operations;
-};
-
 TEST_F(UtStream, PartialResultsOfTheSystemAreNotTheEnd)
 {
     read_back(varied_text(5'000), [](UT_STREAM& stream) {
-        changed_system system;
-        system.operations.read = [](int fd, void* out, std::size_t count) {
+        scoped_operations system;
+        system.table.read = [](int fd, void* out, std::size_t count) {
             return ketriope::platform::native().read(fd, out, std::min<std::size_t>(count, 7));
         };
         EXPECT_TRUE(read_text(stream, 9'999) == varied_text(5'000));
@@ -694,8 +668,8 @@ TEST_F(UtStream, PartialResultsOfTheSystemAreNotTheEnd)
 TEST_F(UtStream, AReadThatFailsHalfWayDeliversWhatCameBefore)
 {
     read_back(varied_text(5'000), [](UT_STREAM& stream) {
-        changed_system system;
-        system.operations.read = [](int fd, void* out, std::size_t count) -> std::int64_t {
+        scoped_operations system;
+        system.table.read = [](int fd, void* out, std::size_t count) -> std::int64_t {
             if (count > 1'000) return ketriope::platform::native().read(fd, out, count - 1'000);
             errno = EIO;
             return -1;
@@ -712,8 +686,8 @@ TEST_F(UtStream, AWriteThatIsCutShortAdvancesByWhatWasWritten)
     UT_STREAM stream(file, UT_ACCESS_WRITE, k_least_buffer, nullptr);
     write_text(stream, varied_text(100));
     {
-        changed_system system;
-        system.operations.write = [](int fd, const void* from, std::size_t) {
+        scoped_operations system;
+        system.table.write = [](int fd, const void* from, std::size_t) {
             const std::int64_t count = ketriope::platform::native().write(fd, from, 30);
             errno = ENOSPC;
             return count;

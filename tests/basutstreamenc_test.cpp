@@ -22,18 +22,8 @@ std::string enciphered(std::string text, std::string key)
     return text;
 }
 
-class UtStreamEnc : public testing::Test {
+class UtStreamEnc : public stream_file_test {
 protected:
-    void read_back(const std::string& bytes, const auto& work, std::size_t buffer = 2048)
-    {
-        write_file(path, bytes);
-        const descriptor file(path, k_to_read);
-        UT_STREAM stream(file, UT_ACCESS_READ, buffer, nullptr);
-        work(stream);
-    }
-
-    const temp_directory directory;
-    const std::string path = directory / "bytes";
     std::string key = "a key of some length";
 };
 
@@ -236,9 +226,8 @@ TEST_F(UtStreamEnc, ACompressedStreamHasItsStretchInTheContent)
 {
     fake_coders coders;
     const std::string secret = varied_text(5'000);
-    std::string content = "clear" + enciphered(secret, key) + "end";
-    for (char& c : content) c = static_cast<char>(static_cast<unsigned char>(c) ^ fake_coders::k_mask);
-    write_file(path, "1234567" + content);
+    const std::string content = "clear" + enciphered(secret, key) + "end";
+    write_file(path, "1234567" + turned(content));
     const descriptor file(path, k_to_read);
     UT_STREAM stream(file, UT_ACCESS_READ | UT_ACCESS_GCB, 2'048, nullptr);
     stream.adjust_compress_gc_foffset();

@@ -32,12 +32,6 @@ UT_ACCESS mask(int bits)
     return static_cast<UT_ACCESS>(bits);
 }
 
-std::string turned(std::string text)
-{
-    for (char& c : text) c = static_cast<char>(static_cast<unsigned char>(c) ^ fake_coders::k_mask);
-    return text;
-}
-
 int write_raw(UT_STREAM& stream, std::string text)
 {
     return stream.set_rawdata(bytes_of(text), static_cast<int>(text.size()));

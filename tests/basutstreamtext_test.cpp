@@ -278,6 +278,49 @@ TEST_F(UtStreamText, LinesOfEveryLengthAroundTheBorders)
     }
 }
 
+TEST_F(UtStreamText, ALineTouchesNothingBehindItsEnd)
+{
+    for (std::size_t length = 0; length < 140; ++length) {
+        const std::string text = varied_text(length);
+        read_back(text + '\n' + std::string(200, 'x'), [&](UT_STREAM& stream) {
+            const stored line = line_of(stream, 300);
+            EXPECT_EQ(line, (stored{static_cast<int>(length) + 1,
+                                    text + '\0' + std::string(298 - length, '?') + '\0'}));
+            EXPECT_EQ(read_text(stream, 1), "x");
+        });
+    }
+}
+
+TEST_F(UtStreamText, ANulIsSeenAtEveryPlaceOfALine)
+{
+    for (std::size_t at = 0; at < 100; ++at) {
+        std::string text = varied_text(100);
+        text[at] = '\0';
+        read_back(text + "\r\n" + std::string(200, 'x'), [&](UT_STREAM& stream) {
+            const stored line = line_of(stream, 300);
+            EXPECT_EQ(line.count, static_cast<int>(at) + 1);
+            EXPECT_EQ(line.bytes.substr(0, 101), text + '\0');
+            EXPECT_EQ(read_text(stream, 1), "x");
+        });
+    }
+}
+
+TEST_F(UtStreamText, ALineOfEveryLengthAgainstMemoryOfEverySize)
+{
+    for (int length = 25; length < 40; ++length) {
+        const std::string text = varied_text(static_cast<std::size_t>(length));
+        for (int n = 25; n < 42; ++n) {
+            read_back(text + '\n' + std::string(200, 'x'), [&](UT_STREAM& stream) {
+                const int stored_bytes = std::min(length, n - 1);
+                const stored line = line_of(stream, n);
+                EXPECT_EQ(line.count, length < n - 1 ? length + 1 : n - 1) << length << ' ' << n;
+                EXPECT_EQ(std::string(line.bytes.c_str()),
+                          text.substr(0, static_cast<std::size_t>(stored_bytes)));
+            });
+        }
+    }
+}
+
 // ---- strings
 
 TEST_F(UtStreamText, ReadstringReadsThroughTheNul)

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "data_coder.h"
@@ -93,3 +94,10 @@ private:
 
     ketriope::coder_maker before_;
 };
+
+/// Content as the coders store it, and back.
+inline std::string turned(std::string text)
+{
+    for (char& c : text) c = static_cast<char>(static_cast<unsigned char>(c) ^ fake_coders::k_mask);
+    return text;
+}

@@ -143,13 +143,12 @@ void UT_STREAM::follow_mask()
 void UT_STREAM::resize_buffer(std::size_t buffer_length)
 {
     const std::size_t length = std::clamp(buffer_length, k_least_buffer, k_most_buffer);
-    // A load under a general compressor takes a whole block, whatever the length. A whole number of
-    // cipher blocks leaves room for the rest of the last one. What the buffer holds is kept.
+    // A load under a general compressor takes a whole block, whatever the length. What the buffer holds
+    // is kept. There is room for the rest of a cipher block.
     const auto held = static_cast<std::size_t>(std::max(buffer_offset_, buffer_end_));
     const std::size_t capacity =
-        std::max({(access_ & k_general) != 0 ? std::max(2 * length, k_largest_block) : length, held});
-    constexpr std::size_t k_step = ketriope::blowfish::k_block;
-    auto* const memory = new unsigned char[(capacity + k_step - 1) / k_step * k_step];
+        std::max((access_ & k_general) != 0 ? std::max(2 * length, k_largest_block) : length, held);
+    auto* const memory = new unsigned char[capacity + ketriope::blowfish::k_block];
     if (buffer_ != nullptr) std::copy_n(buffer_, held, memory);
     delete[] std::exchange(buffer_, memory);
     buffer_length_ = length;
@@ -182,11 +181,6 @@ bool UT_STREAM::has_bytes()
     return eof_ == 0;
 }
 
-std::size_t UT_STREAM::buffered() const
-{
-    return buffer_offset_ < buffer_end_ ? static_cast<std::size_t>(buffer_end_ - buffer_offset_) : 0;
-}
-
 long UT_STREAM::fetch(unsigned char* out, std::size_t count)
 {
     const long got = get_data(out, count);
@@ -204,7 +198,7 @@ unsigned char UT_STREAM::flush()
     const auto filled = static_cast<std::size_t>(buffer_offset_);
     const std::size_t rest = enciphered_ != 0 ? filled % ketriope::blowfish::k_block : 0;
     const std::size_t whole = filled - rest;
-    /// Empties the buffer of what was handed out, when the device raises, too.
+    // Empties the buffer of what was handed out, when the device raises, too.
     struct emptying {
         UT_STREAM& stream;
         std::size_t handed_out, kept;

@@ -9,6 +9,7 @@
 
 #include "ascii.h"
 #include "basutform.h"
+#include "line_copy.h"
 
 namespace {
 
@@ -23,6 +24,14 @@ std::string_view text_of(const char* text)
 int as_count(std::size_t count)
 {
     return static_cast<int>(std::min<std::size_t>(count, INT_MAX));
+}
+
+/// Ends a line of `length` bytes without its carriage return; returns the length left, plus one.
+int end_line(char* line, std::size_t length)
+{
+    if (length > 0 && line[length - 1] == '\r') --length;
+    line[length] = '\0';
+    return static_cast<int>(length) + 1;
 }
 
 /// The bytes at which reading stops.
@@ -108,11 +117,19 @@ int UT_STREAM::readline(char* out, int n)
 {
     if (n < 2) return 0;
     out[n - 1] = '\0';
+    // The usual case in one pass: the line lies whole in the buffer, fits, and has no NUL.
+    if (eof_ == 0) {
+        const unsigned char* const line = buffer_ + buffer_offset_;
+        const std::size_t seen = std::min(static_cast<std::size_t>(n) - 1, buffered());
+        const std::size_t length = ketriope::copy_to_line_mark(line, seen, out);
+        if (length < seen && line[length] == '\n') {
+            buffer_offset_ += length + 1;
+            return end_line(out, length);
+        }
+    }
     const int count = readkey(out, n - 1, "\n");
     if (count < 1 || out[count - 1] != '\n') return count;
-    char* end = out + count - 1;
-    if (end != out && end[-1] == '\r') --end;
-    *end = '\0';
+    end_line(out, static_cast<std::size_t>(count) - 1);
     return static_cast<int>(std::strlen(out)) + 1;  // callers know that a NUL within the line shortens it
 }
 

@@ -36,6 +36,8 @@ public:
 };
 
 /// Makes a coder for the device, which outlives it. The mode is not `UT_IO_RAW`.
+///
+/// The versions stand in the device. Mask and descriptor are those of the `UT_STREAM` that the device is.
 using coder_maker = std::unique_ptr<data_coder> (*)(UT_IO_DEVICE& device, UT_IO_DEVICE_MODE mode);
 
 /// The coder of `mode`, or null where there is none.

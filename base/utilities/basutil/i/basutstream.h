@@ -116,11 +116,18 @@ public:
     int write(ut_uint64 value) { return put(value); }
     int write(float value) { return put(value); }
     int write(double value) { return put(value); }
-    int write(const UT_POINT& point) { return write(point.x) + write(point.y); }
+    int write(const UT_POINT& point)
+    {
+        const int count = write(point.x);
+        return count + write(point.y);
+    }
     /// The order in the file is first, third, second, fourth member.
     int write(const UT_EXTREMA& extrema)
     {
-        return write(extrema.xmin) + write(extrema.ymin) + write(extrema.xmax) + write(extrema.ymax);
+        int count = write(extrema.xmin);
+        count += write(extrema.ymin);
+        count += write(extrema.xmax);
+        return count + write(extrema.ymax);
     }
 
     /// These return the count of bytes read. Where the file ends within a number, the bytes that came
@@ -331,7 +338,10 @@ private:
     bool load();
     void loadbuf();
     bool has_bytes();
-    std::size_t buffered() const;
+    std::size_t buffered() const
+    {
+        return buffer_offset_ < buffer_end_ ? static_cast<std::size_t>(buffer_end_ - buffer_offset_) : 0;
+    }
     long fetch(unsigned char* out, std::size_t count);
     std::size_t peek_device(unsigned char* out, std::size_t count);
     int next_byte();
