@@ -9,7 +9,7 @@ namespace ketriope {
 namespace {
 constinit std::atomic<message_database*> installed = nullptr;
 constinit bool refused = false;
-}
+}  // namespace
 
 message_database* installed_database() noexcept
 {
