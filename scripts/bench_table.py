@@ -2,7 +2,7 @@
 """Makes the table of ratios, ours against the peer, from the JSON results of the benchmarks.
 
 A benchmark is called work/contender or work/contender/argument. The contender is ours if its name holds
-UT_, ut_, zeo or ketriope; every other contender of the same work and argument is a peer, and gets a row.
+UT_, ut_, zeo, msg or ketriope; every other contender of the same work and argument is a peer, and gets a row.
 """
 import argparse
 import json
@@ -11,7 +11,7 @@ import pathlib
 import re
 import subprocess
 
-OURS = re.compile(r"UT_|ut_|zeo|ketriope")
+OURS = re.compile(r"UT_|ut_|zeo|msg|ketriope")
 MODIFIER = re.compile(r"(iterations|repeats|min_time|min_warmup_time|threads):.*|(real|process|manual)_time")
 MARKS = ("<!-- table of scripts/bench -->", "<!-- end of the table -->")
 SECONDS = {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1.0}
@@ -117,7 +117,8 @@ def machine(build):
         "compiler": first_line(cache["CMAKE_CXX_COMPILER"], "--version"),
         "flags": " ".join(f"-std=c++20 -fPIC {flags}".split()),
         "libraries": f"glibc {package('libc6')}, libstdc++ {package('libstdc++6')}, "
-                     f"benchmark {package('libbenchmark-dev')}, RE2 {package('libre2-dev')}",
+                     f"benchmark {package('libbenchmark-dev')}, RE2 {package('libre2-dev')}, "
+                     f"spdlog {package('libspdlog-dev')}, fmt {package('libfmt-dev')}",
         "commit": first_line("git", "rev-parse", "--short", "HEAD"),
     }
 

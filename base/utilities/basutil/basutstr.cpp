@@ -185,8 +185,7 @@ void ut_strpad(char* s, int n)
 
 void ut_strcleanstring(char* s)
 {
-    std::ranges::replace_if(
-        characters(s), [](char c) { return !ketriope::is_printable(c); }, ' ');
+    for (char& c : characters(s)) c = ketriope::is_printable(c) ? c : ' ';
 }
 
 // ---- queries

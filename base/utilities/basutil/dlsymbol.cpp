@@ -2,6 +2,7 @@
 #include "dlsymbol.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <mutex>
 #include <string>
@@ -10,11 +11,12 @@
 #include <utility>
 
 #include "ascii.h"
+#include "basutsmallmutex.h"
 #include "free_list.h"
 
 struct dl_SymTableEntry {
     std::string text;
-    int references;  ///< kept for a look by a debugger; an entry stays when it is 0
+    std::atomic<int> references;  ///< kept for a look by a debugger; an entry stays when it is 0
 };
 
 namespace {
@@ -50,7 +52,7 @@ struct equal_text {
 };
 
 constinit ketriope::free_list handles{sizeof(dl_Symbol)};
-constinit ketriope::small_mutex table_lock;  ///< of the table and of the counts in its entries
+constinit ketriope::small_mutex table_lock;  ///< of the table; its entries never go
 
 std::unordered_set<dl_SymTableEntry*, hash_text, equal_text>& table()
 {
@@ -71,17 +73,13 @@ dl_SymTableEntry* taken(const char* text)
 
 dl_SymTableEntry* taken(dl_SymTableEntry* entry)
 {
-    if (entry == nullptr) return nullptr;
-    const std::lock_guard held(table_lock);
-    ++entry->references;
+    if (entry != nullptr) entry->references.fetch_add(1, std::memory_order_relaxed);
     return entry;
 }
 
 void let_go(dl_SymTableEntry* entry)
 {
-    if (entry == nullptr) return;
-    const std::lock_guard held(table_lock);
-    --entry->references;
+    if (entry != nullptr) entry->references.fetch_sub(1, std::memory_order_relaxed);
 }
 
 std::string lower(std::string_view text)

@@ -1,11 +1,10 @@
 /// \file free_list.h
 /// Blocks of one size that a class of high turnover hands out again instead of giving them back.
 #pragma once
+#include <atomic>
 #include <cstddef>
-#include <mutex>
 #include <new>
-
-#include "basutsmallmutex.h"
+#include <thread>
 
 namespace ketriope {
 
@@ -22,7 +21,7 @@ public:
     void* take(std::size_t size)
     {
         if (size == size_) {
-            const std::lock_guard held(lock_);
+            const turn held(busy_);
             if (first_ != nullptr) {
                 link* const block = first_;
                 first_ = block->next;
@@ -36,7 +35,7 @@ public:
     {
         if (block == nullptr) return;
         if (size != size_) return ::operator delete(block);
-        const std::lock_guard held(lock_);
+        const turn held(busy_);
         first_ = new (block) link{first_};
     }
 
@@ -45,9 +44,24 @@ private:
         link* next;
     };
 
+    /// One thread's turn at the list. It lasts for a few instructions, so who comes meanwhile does not sleep.
+    class turn {
+    public:
+        explicit turn(std::atomic_flag& busy) noexcept : busy_(busy)
+        {
+            while (busy_.test_and_set(std::memory_order_acquire)) std::this_thread::yield();
+        }
+        ~turn() { busy_.clear(std::memory_order_release); }
+        turn(const turn&) = delete;
+        turn& operator=(const turn&) = delete;
+
+    private:
+        std::atomic_flag& busy_;
+    };
+
     std::size_t size_;  ///< of a block; no less than that of a pointer
     link* first_ = nullptr;
-    small_mutex lock_;
+    std::atomic_flag busy_;
 };
 
 }  // namespace ketriope

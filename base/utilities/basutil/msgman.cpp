@@ -182,12 +182,15 @@ void UT_MSGMAN::take_site(const char* pkg, const char* mod, short line, const ch
 
 std::string UT_MSGMAN::labelled(const kind& of, const char* text) const
 {
+    constexpr std::size_t k_usual_label = 40;
+    const std::string_view words = text;
     std::string line;
+    line.reserve(k_usual_label + words.size());
     if (of.label != nullptr) {
         line.append(of.label).append(" - ");
         if (program_name_ != nullptr) line.append(program_name_).append(": ");
     }
-    return line.append(text);
+    return line.append(words);
 }
 
 void UT_MSGMAN::emit(const kind& of, const std::string& text)
@@ -219,12 +222,12 @@ void UT_MSGMAN::write(const char* text)
     std::FILE* const out = type_ == UT_MSG_STATUS || type_ == UT_MSG_DEBUG ? stdout : stderr;
     short count = 0;
     char** lines = format(text, &count);
-    for (short i = 0; i < count; ++i) {
-        std::fputs(lines[i], out);
-        std::fputc('\n', out);
-    }
-    std::fflush(out);
+    std::string all;  // in one piece, since each write to standard error is a call into the system
+    all.reserve(static_cast<std::size_t>(count) * static_cast<std::size_t>(std::max<short>(width_, 0) + 1));
+    for (short i = 0; i < count; ++i) all.append(lines[i]).append(1, '\n');
     ut_strdelstrings(lines, count);
+    std::fwrite(all.data(), 1, all.size(), out);
+    std::fflush(out);
 }
 
 char** UT_MSGMAN::format(const char* text, short* count)

@@ -4,6 +4,8 @@
 #include <array>
 #include <memory>
 #include <unordered_map>
+#include <utility>
+#include <vector>
 
 #include "utmsgdbmanager.h"
 
@@ -24,12 +26,17 @@ public:
     }
     msgPosted* find(int sid)
     {
-        const auto found = blocks_.find(sid / k_block);
-        if (sid <= 0 || found == blocks_.end()) return nullptr;
-        msgPosted& post = found->second->posts[place_in(sid)];
+        if (sid <= 0) return nullptr;
+        block* const home =
+            latest_ != nullptr && latest_number_ == sid / k_block ? latest_ : known_block(sid);
+        if (home == nullptr) return nullptr;
+        msgPosted& post = home->posts[place_in(sid)];
         return post.m_sid == sid ? &post : nullptr;
     }
-    void clear() { blocks_.clear(); }
+    void clear()
+    {
+        erase_if([](const msgPosted&) { return true; });
+    }
 
     /// Calls `work` for each record, in no particular order.
     template <class Work>
@@ -42,19 +49,26 @@ public:
     template <class Unwanted>
     void erase_if(Unwanted unwanted)
     {
-        std::erase_if(blocks_, [&](const auto& entry) {
-            block& each = *entry.second;
-            for (msgPosted& post : each.posts) {
+        latest_ = nullptr;
+        for (auto each = blocks_.begin(); each != blocks_.end();) {
+            block& home = *each->second;
+            for (msgPosted& post : home.posts) {
                 if (post.m_sid == 0 || !unwanted(post)) continue;
                 renew(post);
-                --each.used;
+                --home.used;
             }
-            return each.used == 0;
-        });
+            if (home.used != 0) {
+                ++each;
+                continue;
+            }
+            if (spare_.size() < k_most_spare) spare_.push_back(std::move(each->second));
+            each = blocks_.erase(each);
+        }
     }
 
 private:
     static constexpr int k_block = 64;
+    static constexpr std::size_t k_most_spare = 64;
 
     struct block {
         std::array<msgPosted, k_block> posts;  ///< with the number 0 in free places
@@ -67,12 +81,27 @@ private:
         std::destroy_at(&post);
         std::construct_at(&post);
     }
+    block* known_block(int sid) const
+    {
+        const auto found = blocks_.find(sid / k_block);
+        return found != blocks_.end() ? found->second.get() : nullptr;
+    }
     block& block_of(int sid)
     {
+        if (latest_ != nullptr && latest_number_ == sid / k_block) return *latest_;
         std::unique_ptr<block>& place = blocks_[sid / k_block];
+        if (!place && !spare_.empty()) {
+            place = std::move(spare_.back());
+            spare_.pop_back();
+        }
         if (!place) place = std::make_unique<block>();
-        return *place;
+        latest_ = place.get();
+        latest_number_ = sid / k_block;
+        return *latest_;
     }
 
     std::unordered_map<int, std::unique_ptr<block>> blocks_;
+    std::vector<std::unique_ptr<block>> spare_;  ///< a few empty ones, for tools that forget often
+    block* latest_ = nullptr;                    ///< the block of the latest post
+    int latest_number_ = 0;
 };

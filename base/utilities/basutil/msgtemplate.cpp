@@ -2,7 +2,6 @@
 #include "msgtemplate.h"
 
 #include <cstdio>
-#include <optional>
 
 #include "platform.h"
 
@@ -101,21 +100,22 @@ constexpr bool stands_as_it_is(char letter)
     return letter == 's' || letter == 'd' || letter == 'i';
 }
 
-/// The conversion that `text` begins with, taken off it; none at the end and for another letter.
-std::optional<conversion> take_conversion(std::string_view& text, std::string_view flags)
+/// Takes the conversion that `text` begins with off it; false at the end and for another letter.
+bool take_conversion(std::string_view& text, std::string_view flags, conversion& out)
 {
-    if (text.empty()) return std::nullopt;
+    if (text.empty()) return false;
     const char letter = text[0];
     const bool is_long = letter == 'l';
-    if (!is_long && !is_plain(letter)) return std::nullopt;
+    if (!is_long && !is_plain(letter)) return false;
     const bool pair = is_long && text.size() > 1 && follows_l(text[1]);
-    conversion found{.kind = is_long ? (pair && text[1] == 'u' ? '1' : 'l') : letter, .format = ""};
+    out.kind = is_long ? (pair && text[1] == 'u' ? '1' : 'l') : letter;
+    out.format.clear();
     if (!flags.empty() || !stands_as_it_is(letter)) {
-        found.format.append(1, '%').append(formatter_flags(flags));
-        found.format.append(pair ? text.substr(0, 2) : is_long ? "ld" : text.substr(0, 1));
+        out.format.append(1, '%').append(formatter_flags(flags));
+        out.format.append(pair ? text.substr(0, 2) : is_long ? "ld" : text.substr(0, 1));
     }
     text.remove_prefix(pair ? 2 : 1);
-    return found;
+    return true;
 }
 
 /// What `print(place, size)` writes, as `snprintf` would, up to its first NUL; "" where it fails.
@@ -153,11 +153,13 @@ std::string printed_real(const std::string& format, double value)
     });
 }
 
-std::string printed_text(const std::string& format, const char* text)
+void add_text(std::vector<std::string>& out, const std::string& format, const char* text)
 {
-    if (text == nullptr) return "";
-    const std::string_view all = text;
-    return all.size() >= k_copied_whole || format.empty() ? std::string(all) : printed(format, text);
+    const std::string_view all = text != nullptr ? text : "";
+    if (text == nullptr || all.size() >= k_copied_whole || format.empty())
+        out.emplace_back(all);
+    else
+        out.push_back(printed(format, text));
 }
 
 }  // namespace
@@ -165,14 +167,15 @@ std::string printed_text(const std::string& format, const char* text)
 void expand_arguments(std::string_view text, ut_va_list arguments, std::size_t skip,
                       std::vector<std::string>& out)
 {
+    conversion wanted;
+    const std::string& format = wanted.format;
     take_piece(text);
     for (std::size_t seen = 0; !text.empty() && seen < k_most_conversions; ++seen, take_piece(text)) {
         const std::string_view flags = take_flags(text);
-        const std::optional<conversion> wanted = take_conversion(text, flags);
-        if (!wanted || seen < skip) continue;
+        if (!take_conversion(text, flags, wanted) || seen < skip) continue;
         if (out.empty()) out.reserve(k_usual_arguments);
-        switch (const std::string& format = wanted->format; wanted->kind) {
-        case 's': out.push_back(printed_text(format, va_arg(arguments, const char*))); break;
+        switch (wanted.kind) {
+        case 's': add_text(out, format, va_arg(arguments, const char*)); break;
         case 'd':
         case 'i': out.push_back(printed_number(format, va_arg(arguments, int))); break;
         case 'c': out.push_back(printed(format, va_arg(arguments, int))); break;

@@ -219,8 +219,8 @@ int msgManager::post_whole(const std::string& mid, std::vector<std::string>& dyn
     {
         const section_guard section(message_section());
         msgDbManager& db = database();
-        const char* const words = db.find_text(mid.c_str());
-        if (words == nullptr) return 0;
+        const auto [message, words] = db.find_worded(mid.c_str());
+        if (message == nullptr) return 0;
         struct nothing_spent {
             msgDbManager& db;
             ~nothing_spent() { db.m_spent = nullptr; }
@@ -229,7 +229,7 @@ int msgManager::post_whole(const std::string& mid, std::vector<std::string>& dyn
         sid = db.postMsg(mid.c_str(), dynamic, navigation, flags);
         const msgPosted* const post = db.retrieveMsgPosted(sid);
         if (post == nullptr || post->m_msgSymId_sym == nullptr) return sid;
-        type = db.findMsgType(mid.c_str());
+        type = db.type_of(*message);
         m_counters.count(type);
         if (post->m_display == 0 || type == 0) return sid;
         callback = db.findCallbackMsgFun();
@@ -237,7 +237,10 @@ int msgManager::post_whole(const std::string& mid, std::vector<std::string>& dyn
         of_type = db.findCallbackMsgFun(type) != nullptr;
         if (callback != nullptr || function != nullptr) {
             reduced = post->m_dynamic;
-            db.composedMessageDisplay(mid.c_str(), reduced, text, 0, false);
+            if (db.m_shown.sid == sid)
+                text = db.m_shown.text;
+            else
+                db.composedMessageDisplay(mid.c_str(), reduced, text, 0, false);
         }
     }
     if (callback != nullptr)
@@ -364,7 +367,7 @@ int msgManager::postErrorStatus(const char* mid, std::vector<std::string>& dynam
     std::string whole;
     if (!whole_mid(mid, whole, {"invalid message ID <", ">"})) return 0;
     return locked([&](msgDbManager& db) {
-        if (db.find_text(whole.c_str()) == nullptr) {
+        if (db.find_worded(whole.c_str()).message == nullptr) {
             debug("message ID <" + whole + "> is not valid; it has no message string defined");
             return 0;
         }

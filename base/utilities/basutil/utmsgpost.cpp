@@ -32,6 +32,7 @@ constexpr const char* k_other_mid = "1009993";
 constexpr const char* k_obsolete_mid = "00000000";  // eight zeros
 constexpr int k_folding_format = 3;                 ///< and above
 constexpr int k_fold_width = 75;
+constexpr std::size_t k_usual_text = 120;  ///< characters of most messages
 
 const char* variable(const char* name)
 {
@@ -158,10 +159,12 @@ int msgDbManager::postMsg(const char* mid, std::vector<std::string>& dynamic,
         debug("unable to create message in message cache");
         return -1;
     }
+    m_shown.sid = 0;
     std::vector<std::string> reduced = reduced_arguments(dynamic);
     const int display = message->msgIsPrintable(reduced, 1);
     const msgPosted& post = record_post(message->m_symbol, std::move(reduced), navigation, flags, display);
     const int sid = post.m_sid;
+    if (display == 0 && m_logs.empty()) return sid;  // nobody is told
     const int type = message->shownType();
     if (display != 0 && type == MSG_DEBUG && variable("QVS_SHOW_DEBUG_MESSAGE") == nullptr) return -1;
 
@@ -174,6 +177,7 @@ int msgDbManager::postMsg(const char* mid, std::vector<std::string>& dynamic,
     if (display != 0) m_counters.count(type);
     if (on_console || (display != 0 && has_streams())) {
         compose_display(*message, post.m_dynamic, type, false, text);
+        if (!on_console) m_shown = {sid, text};  // for whom the facade tells of it
         text += '\n';
     }
     if (piped) write_whole(stdout, line);
@@ -229,12 +233,13 @@ void msgDbManager::write_to_streams(const std::string& text, bool with_files)
 
 // ---- the text
 
-/// The template of a message; null, with a line in the debug channel, for one that is not known.
-const char* msgDbManager::find_text(const char* mid)
+/// A message and its template; both null, with a line in the debug channel, for one that is not known.
+msgDbManager::worded_message msgDbManager::find_worded(const char* mid)
 {
     const msgCache* const message = findMsg(mid);
     if (message == nullptr) debug("message MID=<" + std::string(mid) + "> is not defined");
-    return message != nullptr ? message->msgString() : nullptr;
+    const char* const words = message != nullptr ? message->msgString() : nullptr;
+    return {words != nullptr ? message : nullptr, words};
 }
 
 const char* msgDbManager::composedMessageDisplay(const char* mid, std::vector<std::string>& dynamic,
@@ -253,6 +258,7 @@ void msgDbManager::compose_display(const msgCache& message, const std::vector<st
                                    bool bare, std::string& out)
 {
     out.clear();
+    out.reserve(k_usual_text);
     if (!bare) {
         append_label(out, type != 0 ? type : message.shownType(), message.m_mid, display_format());
     }

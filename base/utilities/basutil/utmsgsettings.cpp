@@ -152,12 +152,17 @@ void msgDbManager::enableMsg(const char* mid, std::vector<std::string>& dynamic)
 eMessage_Type msgDbManager::findMsgType(const char* mid)
 {
     const msgCache* const message = findMsg(mid);
-    if (message == nullptr) return MSG_STATUS;  // as for a message that its file does not define
-    if (message->m_setting != nullptr && message->m_setting->m_type != msgSetting::k_no_type)
-        return static_cast<eMessage_Type>(message->m_setting->m_type);
+    // As for a message that its file does not define.
+    return message != nullptr ? type_of(*message) : MSG_STATUS;
+}
+
+eMessage_Type msgDbManager::type_of(const msgCache& message)
+{
+    const int type = message.shownType();
+    if (message.m_setting != nullptr && message.m_setting->m_type != msgSetting::k_no_type)
+        return static_cast<eMessage_Type>(type);
     // The name decides: what the legacy manager calls an error is one.
-    const ketriope::message_type* const row =
-        ketriope::type_by_name(ketriope::name_of_type(message->shownType()));
+    const ketriope::message_type* const row = ketriope::type_by_name(ketriope::name_of_type(type));
     if (row == nullptr) debug("unexpected error");
     return static_cast<eMessage_Type>(row != nullptr ? row->type : 0);
 }

@@ -274,7 +274,12 @@ private:
     msgPosted& record_post(const dl_Symbol& mid, std::vector<std::string> dynamic,
                            const std::vector<std::string>& navigation, unsigned int flags, int display);
     std::vector<std::string> reduced_arguments(std::vector<std::string>& dynamic) const;
-    const char* find_text(const char* mid);
+    struct worded_message {
+        const msgCache* message;
+        const char* words;
+    };
+    worded_message find_worded(const char* mid);
+    eMessage_Type type_of(const msgCache& message);
     std::string unlabelled(const std::string& text);
     void compose_display(const msgCache& message, const std::vector<std::string>& dynamic, int type,
                          bool bare, std::string& out);
@@ -312,6 +317,11 @@ private:
     std::shared_ptr<post_table> m_posts;
     /// Arguments that their owner has no more use for: the post may keep them instead of a copy.
     const std::vector<std::string>* m_spent = nullptr;
+    struct shown_post {
+        int sid = 0;
+        std::string text;
+    };
+    shown_post m_shown;  ///< the text of the latest post that streams got and the console did not
     std::shared_ptr<msgPosted> m_errorStatus;
     std::vector<std::ostream*> m_streams;
     std::vector<UT_STREAM*> m_utStreams;
