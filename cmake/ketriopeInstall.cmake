@@ -20,7 +20,10 @@ install(FILES ${PROJECT_BINARY_DIR}/ketriopeConfig.cmake ${PROJECT_BINARY_DIR}/k
 install(FILES ${PROJECT_BINARY_DIR}/ketriope.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
 # The product's data, below the root that FOUNDRY names: the installation's, and the build tree's.
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/data/msgdata DESTINATION .)
-install(FILES ${PROJECT_SOURCE_DIR}/data/orvsys.ini DESTINATION data)
-file(COPY ${PROJECT_SOURCE_DIR}/data/msgdata DESTINATION ${PROJECT_BINARY_DIR})
-file(COPY ${PROJECT_SOURCE_DIR}/data/orvsys.ini DESTINATION ${PROJECT_BINARY_DIR}/data)
+file(GLOB product_messages CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/data/msgdata/*.xml)
+set(product_data ${PROJECT_SOURCE_DIR}/data/orvsys.ini ${PROJECT_SOURCE_DIR}/data/ketriope.usg)
+install(FILES ${product_messages} DESTINATION msgdata)
+install(FILES ${product_data} DESTINATION data)
+file(COPY ${product_messages} DESTINATION ${PROJECT_BINARY_DIR}/msgdata)
+file(COPY ${product_data} DESTINATION ${PROJECT_BINARY_DIR}/data)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${product_messages} ${product_data})

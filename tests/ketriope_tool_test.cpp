@@ -551,7 +551,17 @@ TEST_F(KetriopeTool, KeepsResultsAndReportsInTheirOrder)
                            ":1:1-1: x\n"));
 }
 
-TEST_F(KetriopeTool, ReportsAreFoldedAsThoseOfTheWholeSuite)
+TEST_F(KetriopeTool, ReportsGoThroughTheDatabaseInOneLineAndNeedNoCatalogue)
+{
+    const std::string word = "frobnicate-with-a-rather-long-name-that-fills-most-of-a-line";
+    for (const char* root : {TOOL_FOUNDRY, "/nowhere"}) {
+        const child_result result = tool({word}, {{"QVS_MSG_WIDTH", nullptr}, {"FOUNDRY", root}});
+        EXPECT_EQ(result.err, error("There is no command '" + word + "'. Try 'ketriope --help'."));
+        EXPECT_EQ(result.out, "");
+    }
+}
+
+TEST_F(KetriopeTool, ReportsOfTheConsoleAreFoldedAsThoseOfTheWholeSuite)
 {
     const child_result result = tool({"frobnicate-with-a-rather-long-name-that-fills-most-of-a-line"},
                                      {{"QVS_MSG_WIDTH", nullptr}, {"QVS_M_MSGFLOW", "0"}});
@@ -606,7 +616,16 @@ TEST_F(KetriopeTool, LauncherSetsWhatIsUnsetAndHandsOnItsWords)
     EXPECT_EQ(set.out, "\n/chosen\n0\n");
 }
 
-// ---- the page about the program, with the demonstration files
+// ---- the pages about the program, with the demonstration files
+
+TEST_F(KetriopeTool, TheInstalledHelpFileSaysWhatTheProgramSays)
+{
+    for (const std::string& root : {std::string(TOOL_FOUNDRY), TEST_SOURCE_DIR "/.."s}) {
+        std::ifstream stream(root + "/data/ketriope.usg");
+        const std::string text{std::istreambuf_iterator<char>(stream), {}};
+        EXPECT_EQ(text, tool({"--help"}).out) << root;
+    }
+}
 
 /// The command lines that a page shows behind "$ ", each with what stands below it in its block.
 std::vector<std::pair<std::string, std::string>> shown_commands(const std::string& page)
@@ -628,7 +647,7 @@ TEST_F(KetriopeTool, PrintsWhatItsPageShows)
 {
     const std::string top = TEST_SOURCE_DIR "/..";
     const auto commands = shown_commands(top + "/docs/tool.md");
-    EXPECT_GE(commands.size(), 2U);
+    EXPECT_GE(commands.size(), 6U);
     for (const auto& [command, output] : commands) {
         const std::string here = "cd '" + top + "' && PATH='" +
                                  fs::path(TOOL_LAUNCHER).parent_path().string() + "':$PATH && " + command;

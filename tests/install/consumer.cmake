@@ -31,7 +31,8 @@ if(NOT installed STREQUAL expected)
   message(FATAL_ERROR "installed headers: ${installed}\npublic headers: ${expected}")
 endif()
 foreach(file bin/ketriope ${LIBDIR}/libketriope.so ${LIBDIR}/pkgconfig/ketriope.pc
-    ${LIBDIR}/cmake/ketriope/ketriopeConfig.cmake ${LIBDIR}/cmake/ketriope/ketriopeConfigVersion.cmake)
+    ${LIBDIR}/cmake/ketriope/ketriopeConfig.cmake ${LIBDIR}/cmake/ketriope/ketriopeConfigVersion.cmake
+    msgdata/msgindex.xml msgdata/common.xml msgdata/framework.xml data/orvsys.ini data/ketriope.usg)
   if(NOT EXISTS ${prefix}/${file})
     message(FATAL_ERROR "${file} is not installed")
   endif()
@@ -51,3 +52,5 @@ run("compiling by pkg-config" ${COMPILER} -std=c++17 -Wall -Wextra -Wpedantic -W
 expect_stranger(${WORK}/by-pkg-config LD_LIBRARY_PATH=${prefix}/${LIBDIR})
 
 run("the installed tool" ${prefix}/bin/ketriope info ${stranger}/stranger.cpp)
+run("the installed catalogue" ${CMAKE_COMMAND} -E env --unset=FOUNDRY --unset=ENV
+  ${prefix}/bin/ketriope explain 1009990)

@@ -16,8 +16,8 @@ void print(const std::string& text);
 
 /// Reports an error or a warning, behind the results that came before it.
 ///
-/// It goes to the message manager directly: so it looks the same, and reaches standard error, whether the
-/// message database is in charge or not, and needs no catalogue.
+/// It goes to the message manager as a finished line: so it needs no catalogue and carries no number, and
+/// reaches standard error whether the message database is in charge or not. Only without it is it folded.
 void report_error(const std::string& text);
 void report_warning(const std::string& text);
 

@@ -100,8 +100,8 @@ outcome run(const request& asked)
 
 constexpr char k_details[] =
     R"(Tells of the message with that number, which has seven digits and stands in
-its label, "WARNING <1011413> - ...": the text, where $$s, $$d and the like stand
-for arguments, what it means and what to do, and
+its label, "WARNING <1011413> - ...": the text, where $$s, $$d and the like
+stand for arguments, what it means and what to do, and
 
   type           Error, Critical, Warning, Info, Status or Debug
   file           the message file that it is in, and the number of that file
