@@ -101,8 +101,8 @@ void log_held_back(benchmark::State& state)
         logger.warn("WARNING <5000042> - Net {} has {} loads and no driver.", k_net, k_loads);
 }
 
-BENCHMARK(post_held_back)->Name("post_held_back/msgManager");
-BENCHMARK(log_held_back)->Name("post_held_back/spdlog");
+BENCHMARK(post_held_back)->Name("held_back/msgManager");
+BENCHMARK(log_held_back)->Name("held_back/spdlog");
 
 // ---- legacy text
 

@@ -813,6 +813,20 @@ TEST_F(MsgManager, EndingTheMessagesTwiceIsNoHarmAndALateReportMakesANewDatabase
     EXPECT_EQ(seen.out, "INFO <3000008> - i late\n");
 }
 
+TEST_F(MsgManager, ACopyOfTheDatabaseSharesItsRecords)
+{
+    const unsigned int log = msgManager().startMsgLogFile((files / "log").c_str(), MSG_ALL);
+    posted([] { return msgManager("tool").postMsg("0008", "x"); });
+    {
+        msgDbManager copy(files.database());
+        EXPECT_EQ(copy.retrieveMsgPosted(1), files.database().retrieveMsgPosted(1));
+    }
+    // The end of the copy has completed the log, too.
+    EXPECT_EQ(posted([] { return msgManager("tool").postMsg("0008", "y"); }), 2);
+    msgManager().finishMsgLogFile(log);
+    EXPECT_THAT(file_bytes(files / "log"), EndsWith("arg0=\"x\"  />\n  </postMsgs>\n</messageLogFile>\n"));
+}
+
 // ---- whole processes
 
 child_result run(const message_files& files, const char* scenario, const child_environment& more = {})

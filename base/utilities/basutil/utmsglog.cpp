@@ -145,7 +145,7 @@ void msgDbManager::write_to_logs(int type, const std::string& line)
 {
     if (line.empty()) return;
     for (const auto& [id, log] : m_logs) {
-        if ((log->m_types & type) == 0) continue;
+        if ((log->m_types & type) == 0 || log->m_file == nullptr) continue;  // finished by a copy of us
         std::fwrite(line.data(), 1, line.size(), log->m_file);
         std::fflush(log->m_file);
     }

@@ -889,16 +889,19 @@ std::map<std::string, std::string>& mids_by_external_id()
 void msgManager::storeVerificMsgID(std::string a, std::string b, std::string c, unsigned int d)
 {
     if (a.empty() || b.empty() || c.empty()) return;
+    const section_guard section(message_section());
     outer_id_map()[a][b] = {c, d};
 }
 
 msgManager::outer_ids msgManager::retrieveVerificMsgIDs()
 {
+    const section_guard section(message_section());
     return outer_id_map();
 }
 
 void msgManager::clearVerificMsgIDs()
 {
+    const section_guard section(message_section());
     outer_id_map().clear();
 }
 
@@ -908,9 +911,9 @@ std::string msgManager::queryInternalMsgId(const char* externalId)
         debug("msgManager::queryInternalMsgId input extMsgId is invalid");
         return "";
     }
+    const section_guard section(message_section());
     auto& known = mids_by_external_id();
     if (const auto found = known.find(externalId); found != known.end()) return found->second;
-    const section_guard section(message_section());
     TiXmlElement* const file = m_file != nullptr ? m_file->m_fileElement : nullptr;
     const TiXmlElement* each = ketriope::first_message(file);
     for (; each != nullptr; each = each->NextSiblingElement("msg")) {
