@@ -42,6 +42,23 @@ protected:
 
     const msgPosted& record(int sid) { return *files_.database().retrieveMsgPosted(sid); }
 
+    /// Expects a post that is recorded, counted for its object, and logged, but not shown.
+    void expect_held_back(void (*hold_back)(msgManager&))
+    {
+        msgManager messages("tool");
+        hold_back(messages);
+        const std::string log = files_ / "log.xml";
+        messages.startMsgLogFile(log.c_str(), MSG_ERROR);
+        int sid = 0;
+        EXPECT_EQ(stderr_of([&] { sid = messages.postMsg("1108", "x"); }), "");
+        EXPECT_EQ(sid, 1);
+        EXPECT_EQ(record(sid).m_display, 0);
+        EXPECT_EQ(messages.getErrorPosted(1), 1U);
+        EXPECT_EQ(messages.getErrorPosted(0), 0U);  // of the process: the shown ones
+        files_.database().forceClosed();
+        EXPECT_THAT(message_log(log).lines, ElementsAre(logged{"3001108", "Error", {"x"}}));
+    }
+
     message_files files_;
 };
 
@@ -80,46 +97,39 @@ TEST_F(MessageRoad, APostIsRecordedUnderTheNextSerialNumberAndCounted)
     int second = 0;
     stderr_of([&] {
         first = messages.postMsg("1108", "x");
-        second = messages.postMessage(7, "1108", std::string(501, 'x').c_str());
+        second = messages.postMsg("1108", "x");
     });
     EXPECT_EQ(first, 1);
     EXPECT_EQ(second, 2);
     EXPECT_EQ(messages.retrieveLatestMsgPosted(), 2);
-    EXPECT_EQ(record(second).m_flags, 7U);
-    EXPECT_NE(record(second).m_display, 0);
-    EXPECT_THAT(record(second).m_dynamic,
-                ElementsAre(std::string(325, 'x') + "   ....   " + std::string(165, 'x')));
     EXPECT_EQ(messages.getErrorPosted(1), 2U);
     EXPECT_EQ(messages.getErrorPosted(0), 2U);
 }
 
-TEST_F(MessageRoad, SettingTypeSwitchAndPrintCountDecideWhetherItIsShown)
+TEST_F(MessageRoad, TheRecordHoldsWhatWasPostedWithLongArgumentsCut)
 {
-    struct row {
-        const char* what;
-        void (*hold_back)(msgManager&);
-    };
-    const row k_rows[] = {
-        {"setting", [](msgManager& messages) { messages.disableMsg("1108", 0); }},
-        {"type switch", [](msgManager& messages) { messages.disableMsgType(MSG_ERROR); }},
-        {"print count", [](msgManager& messages) { messages.setPrintCount(0); }},
-    };
-    for (const row& each : k_rows) {
-        SCOPED_TRACE(each.what);
-        files_.restart();
-        msgManager messages("tool");
-        each.hold_back(messages);
-        const std::string log = files_ / "log.xml";
-        messages.startMsgLogFile(log.c_str(), MSG_ERROR);
-        int sid = 0;
-        EXPECT_EQ(stderr_of([&] { sid = messages.postMsg("1108", "x"); }), "");
-        EXPECT_EQ(sid, 1);
-        EXPECT_EQ(record(sid).m_display, 0);
-        EXPECT_EQ(messages.getErrorPosted(1), 1U);  // of the object: all posts
-        EXPECT_EQ(messages.getErrorPosted(0), 0U);  // of the process: the shown ones
-        files_.database().forceClosed();
-        EXPECT_THAT(message_log(log).lines, ElementsAre(logged{"3001108", "Error", {"x"}}));
-    }
+    msgManager messages("tool");
+    int sid = 0;
+    stderr_of([&] { sid = messages.postMessage(7, "1108", std::string(501, 'x').c_str()); });
+    EXPECT_EQ(record(sid).m_flags, 7U);
+    EXPECT_NE(record(sid).m_display, 0);
+    EXPECT_THAT(record(sid).m_dynamic,
+                ElementsAre(std::string(325, 'x') + "   ....   " + std::string(165, 'x')));
+}
+
+TEST_F(MessageRoad, ASettingHoldsItBack)
+{
+    expect_held_back([](msgManager& messages) { messages.disableMsg("1108", 0); });
+}
+
+TEST_F(MessageRoad, TheSwitchOfItsTypeHoldsItBack)
+{
+    expect_held_back([](msgManager& messages) { messages.disableMsgType(MSG_ERROR); });
+}
+
+TEST_F(MessageRoad, ThePrintCountHoldsItBack)
+{
+    expect_held_back([](msgManager& messages) { messages.setPrintCount(0); });
 }
 
 // ---- step 4: the text

@@ -133,7 +133,7 @@ TEST_F(LegacyMsgstr, ACopySharesTheLists)
     man_.addstream(first_);
     // Both would release the lists, so the copy is never destroyed.
     alignas(UT_MSGSTR) unsigned char memory[sizeof(UT_MSGSTR)];
-    UT_MSGSTR* const copy = new (memory) UT_MSGSTR(man_);
+    auto* const copy = new (memory) UT_MSGSTR(man_);
     *copy << "a";
     *copy = man_;
     *copy << "b";

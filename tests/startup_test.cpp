@@ -163,9 +163,9 @@ TEST(StartupWithoutMessages, AProgramThatLoadsTheLibraryMayCatchTheThrow)
     EXPECT_EQ(result.exit_status, 0);
 }
 
-TEST(StartupWithoutMessages, AThrowThatIsNotCaughtAfterUnloadingRunsNoCodeThatIsGone)
+TEST(StartupWithoutMessages, AnEndAfterUnloadingRunsNoCodeThatIsGone)
 {
-    const auto result = load("throw after unloading", k_database);
+    const auto result = load("terminate after unloading", k_database);
     // The loader may keep the library where it is; then its handler is still there, too.
     EXPECT_TRUE(result.signal == SIGABRT || result.exit_status == k_999)
         << result.signal << ' ' << result.exit_status;
@@ -193,7 +193,7 @@ protected:
     child_result start(child_environment environment) const
     {
         environment.emplace_back("TEMP", GetParam().temp);
-        const child_result seen = run_child(child_program("startup_child"), {"nothing"}, environment);
+        child_result seen = run_child(child_program("startup_child"), {"nothing"}, environment);
         EXPECT_EQ(seen.exit_status, 19);
         EXPECT_EQ(seen.out, "");
         return seen;
@@ -225,7 +225,7 @@ TEST_P(FailedStart, IsToldEvenWithoutMessages)
     EXPECT_EQ(start(environment(nullptr, root.path().c_str())).err, told);
     // An index that names a file which is not there.
     write_file(directory + "/msgindex.xml",
-               "<messageIndexFile><msgFile name=\"common\" fid=\"100\"/></messageIndexFile>");
+               R"(<messageIndexFile><msgFile name="common" fid="100"/></messageIndexFile>)");
     EXPECT_EQ(start(environment(nullptr, root.path().c_str())).err, told);
     write_file(directory + "/common.xml", "<messageFile/>");  // without a number
     EXPECT_EQ(start(environment(nullptr, root.path().c_str())).err, told);

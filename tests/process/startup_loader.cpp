@@ -1,6 +1,7 @@
 // tests/process/startup_loader.cpp: a program that does not link the library but loads it at run time.
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <string>
 
 #include <dlfcn.h>
@@ -63,10 +64,10 @@ int main(int, char** argv)
         report(library, "round 2");
         ::dlclose(library);
     }
-    if (scenario == "throw after unloading") {
+    if (scenario == "terminate after unloading") {
         error_of(library)("x");
         ::dlclose(library);
-        throw -1;
+        std::terminate();  // as an exception that nobody catches does
     }
     if (scenario == "two copies") {
         error_of(library)("first");

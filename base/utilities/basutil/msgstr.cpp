@@ -5,13 +5,13 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <new>
 #include <string_view>
 #include <utility>
 
 #include "basutstr.h"
 #include "basutstream.h"
 #include "contract.h"
-#include "heap_text.h"
 #include "utmsgmanager.h"
 
 namespace {
@@ -19,13 +19,24 @@ namespace {
 constexpr ketriope::site k_bad_list{.module = "msgstr"};
 constexpr ketriope::site k_unknown_stream{.module = "msgstr", .revision = "$Revision: 1.6 $", .line = 119};
 
+constexpr std::size_t k_entry = sizeof(void*);  ///< bytes of one in a list
+
+/// A list with room for one entry.
+template <class Stream>
+Stream** new_list()
+{
+    void* const made = std::malloc(k_entry);
+    if (made == nullptr) throw std::bad_alloc();
+    return static_cast<Stream**>(made);
+}
+
 template <class Stream>
 void append(Stream**& list, short& count, Stream& stream)
 {
     if (count == std::numeric_limits<short>::max())
         return ketriope::contract_failed(k_bad_list, "Too many message streams.");
-    const std::size_t place = static_cast<std::size_t>(count);
-    void* const grown = std::realloc(list, (place + 1) * sizeof *list);
+    const auto place = static_cast<std::size_t>(count);
+    void* const grown = std::realloc(list, (place + 1) * k_entry);
     if (grown == nullptr) return ketriope::contract_failed(k_bad_list, "Out of memory for a message stream.");
     list = static_cast<Stream**>(grown);
     list[place] = &stream;
@@ -99,10 +110,7 @@ UT_MSGSTR* UT_MSGSTR::getInstance()
     return instance;
 }
 
-UT_MSGSTR::UT_MSGSTR()
-    : ostreams_(ketriope::heap_block<std::ostream*>(1)), streams_(ketriope::heap_block<UT_STREAM*>(1))
-{
-}
+UT_MSGSTR::UT_MSGSTR() : ostreams_(new_list<std::ostream>()), streams_(new_list<UT_STREAM>()) {}
 
 UT_MSGSTR::~UT_MSGSTR()
 {
