@@ -420,7 +420,7 @@ TEST_F(MsgPost, TheProgramNameFollowsTheLabelButForStatus)
                                                                  {"0256", "DEBUG <3000256> - par: d x"},
                                                                  {"0099", "par: n x"}};
     for (const auto& [uid, text] : table) {
-        const console_text seen = console_of([&] { post(uid); });
+        const console_text seen = console_of([&, uid = uid] { post(uid); });
         EXPECT_EQ(seen.out + seen.err, std::string(text) + "\n");
     }
     ut_msgman->setprogname("");
