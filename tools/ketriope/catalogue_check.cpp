@@ -132,7 +132,7 @@ void check_type(checked_file& file, const TiXmlElement& message, const std::stri
     if (type.empty()) return;
     const int line = attribute(message, "type")->Row();
     const std::string shown = name + " has the type '" + std::string(type) + "', which is ";
-    const auto known =
+    const auto* const known =
         std::ranges::find_if(k_types, [&](std::string_view each) { return begins(type.substr(0, 1), each); });
     if (known == std::end(k_types)) return file.fault(line, shown + "none");
     if (!begins(type, *known)) return file.fault(line, shown + "read as " + std::string(*known));
@@ -152,9 +152,10 @@ void check_message(checked_file& file, const TiXmlElement& message, key_list& ui
         file.fault(message.Row(), name + ": its number has to be four digits");
     uids.add(uid, message.Row());
     check_type(file, message, name);
-    if (const std::string_view text = file.needed(message, "text", name); !text.empty())
-        for (const std::string& fault : template_faults(text))
-            file.fault(attribute(message, "text")->Row(), name + ": " + fault);
+    const std::string_view text = file.needed(message, "text", name);
+    if (text.empty()) return;
+    const int line = attribute(message, "text")->Row();
+    for (std::string& fault : template_faults(text)) file.fault(line, fault.insert(0, name + ": "));
 }
 
 /// Looks through a message file. Returns the number of its messages.

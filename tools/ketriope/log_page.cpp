@@ -64,8 +64,8 @@ std::string cell(const char* kind, const std::string& content)
 std::string bar(const log_row& row, ut_uint64 greatest)
 {
     const double share = 100.0 * static_cast<double>(row.count) / static_cast<double>(greatest);
-    return cell("bar", std::string("<div class=\"") + std::string(k_log_types[row.type]) +
-                           zeoform("\" style=\"width: %.1f%%\"></div>", share));
+    return cell("bar", R"(<div class=")" + std::string(k_log_types[row.type]) +
+                           zeoform(R"(" style="width: %.1f%%"></div>)", share));
 }
 
 std::string type_cell(const log_row& row)

@@ -25,9 +25,8 @@ std::string right(ut_uint64 number, std::size_t width)
 /// A bar that is never empty, and full for the greatest count.
 std::string bar(ut_uint64 count, ut_uint64 greatest, std::size_t columns)
 {
-    const double share = static_cast<double>(count) / static_cast<double>(greatest);
-    const auto length = static_cast<std::size_t>(share * static_cast<double>(columns) + 0.5);
-    return std::string(std::max(length, std::size_t{1}), '#');
+    const ut_uint64 length = (2 * count * columns + greatest) / (2 * greatest);  // rounded
+    return std::string(std::max(length, ut_uint64{1}), '#');
 }
 
 std::string type_name(const log_row& row)

@@ -33,7 +33,7 @@ bool is_one_element(std::string_view line)
 
 std::size_t type_in_log(std::string_view name)
 {
-    const auto found = std::ranges::find(k_log_types, name);
+    const auto* const found = std::ranges::find(k_log_types, name);
     return std::min(static_cast<std::size_t>(found - k_log_types.begin()), k_log_types.size() - 1);
 }
 
