@@ -97,7 +97,7 @@ dl_Symbol::dl_Symbol(const dl_Symbol& other) : entry_(taken(other.entry_)) {}
 
 dl_Symbol& dl_Symbol::operator=(const dl_Symbol& other)
 {
-    let_go(std::exchange(entry_, taken(other.entry_)));
+    if (entry_ != other.entry_) let_go(std::exchange(entry_, taken(other.entry_)));
     return *this;
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 #include <array>
 #include <memory>
+#include <string>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -12,16 +13,20 @@
 /// Records in blocks of consecutive numbers, since the numbers rise one by one. A record stays where it is.
 class msgDbManager::post_table {
 public:
-    /// A new record under `sid`, in the place of an older one.
-    msgPosted& make(int sid)
+    /// A new record of the message `mid` under `sid`, in the place of an older one.
+    msgPosted& make(int sid, const dl_Symbol& mid)
     {
         block& home = block_of(sid);
         msgPosted& post = home.posts[place_in(sid)];
         if (post.m_sid == 0)
             ++home.used;
         else
-            renew(post);
+            forget(post);
         post.m_sid = sid;
+        if (post.m_msgSymId_sym == nullptr)
+            post.m_msgSymId_sym = new dl_Symbol(mid);
+        else
+            *post.m_msgSymId_sym = mid;
         return post;
     }
     msgPosted* find(int sid)
@@ -54,7 +59,7 @@ public:
             block& home = *each->second;
             for (msgPosted& post : home.posts) {
                 if (post.m_sid == 0 || !unwanted(post)) continue;
-                renew(post);
+                forget(post);
                 --home.used;
             }
             if (home.used != 0) {
@@ -76,10 +81,15 @@ private:
     };
 
     static std::size_t place_in(int sid) { return static_cast<std::size_t>(sid % k_block); }
-    static void renew(msgPosted& post)
+    /// Makes a place free. Its symbol stays for the next post there.
+    static void forget(msgPosted& post)
     {
-        std::destroy_at(&post);
-        std::construct_at(&post);
+        post.m_sid = 0;
+        post.m_flags = 0;
+        post.m_display = 0;
+        std::vector<std::string>().swap(post.m_dynamic);
+        for (dl_Symbol* each : post.m_navigation) delete each;
+        std::vector<dl_Symbol*>().swap(post.m_navigation);
     }
     block* known_block(int sid) const
     {

@@ -204,8 +204,7 @@ msgPosted& msgDbManager::record_post(const dl_Symbol& mid, std::vector<std::stri
                                      int display)
 {
     if (++m_lastSid == std::numeric_limits<std::int32_t>::max()) m_lastSid = 1;
-    msgPosted& post = m_posts->make(m_lastSid);
-    post.m_msgSymId_sym = new dl_Symbol(mid);
+    msgPosted& post = m_posts->make(m_lastSid, mid);
     post.m_flags = flags;
     post.m_dynamic = std::move(dynamic);
     post.m_navigation.reserve(navigation.size());
