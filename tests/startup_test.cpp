@@ -115,6 +115,13 @@ TEST_P(StartupProcess, AFatalReportAfterTheLibrarysOwnEndStillGivesItsExitStatus
     EXPECT_EQ(result.exit_status, 6);
 }
 
+TEST(Startup, TheFlatEntriesHavePlainNames)
+{
+    const auto result = run_child(child_program("startup_loader"), {"flat entry", TEST_LIBRARY, "-"},
+                                  {{"QVS_M_MSGFLOW", "0"}});
+    EXPECT_EQ(result.err, "ERROR - flat\n");
+}
+
 TEST_P(StartupProcess, TheLibraryMayBeLoadedUsedAndUnloadedAgain)
 {
     const auto result = load("load twice", environment());

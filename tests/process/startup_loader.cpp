@@ -64,6 +64,7 @@ int main(int, char** argv)
         report(library, "round 2");
         ::dlclose(library);
     }
+    if (scenario == "flat entry") reinterpret_cast<text_function>(::dlsym(library, "ut_c_error"))("flat");
     if (scenario == "terminate after unloading") {
         error_of(library)("x");
         ::dlclose(library);

@@ -181,6 +181,8 @@ UT_EXPORT void ut_report_memory_usage();
 /// The variable is read at the first call; a null label writes nothing.
 UT_EXPORT void ut_dumpmem(const char* label);
 
+// The flat entries have plain names in the shared library, for callers of other languages.
+extern "C" {
 /// `status`, `warning` and `error` of `ut_msgman` directly, in both flows.
 UT_EXPORT void ut_c_status(const char* text);
 UT_EXPORT void ut_c_warning(const char* text);
@@ -189,3 +191,4 @@ UT_EXPORT void ut_c_error(const char* text);
 UT_EXPORT void ut_c_userfatal(const char* text);
 /// Does nothing; a place for a debugger to stop at.
 UT_EXPORT void ut_c_debugfn();
+}
