@@ -33,7 +33,7 @@ public:
     {
         if (sid <= 0) return nullptr;
         block* const home =
-            latest_ != nullptr && latest_number_ == sid / k_block ? latest_ : known_block(sid);
+            latest_ != nullptr && latest_number_ == number_of(sid) ? latest_ : known_block(sid);
         if (home == nullptr) return nullptr;
         msgPosted& post = home->posts[place_in(sid)];
         return post.m_sid == sid ? &post : nullptr;
@@ -72,7 +72,7 @@ public:
     }
 
 private:
-    static constexpr int k_block = 64;
+    static constexpr unsigned k_block = 64;
     static constexpr std::size_t k_most_spare = 64;
 
     struct block {
@@ -80,7 +80,8 @@ private:
         int used = 0;
     };
 
-    static std::size_t place_in(int sid) { return static_cast<std::size_t>(sid % k_block); }
+    static std::size_t place_in(int sid) { return static_cast<unsigned>(sid) % k_block; }
+    static unsigned number_of(int sid) { return static_cast<unsigned>(sid) / k_block; }
     /// Makes a place free. Its symbol stays for the next post there.
     static void forget(msgPosted& post)
     {
@@ -93,25 +94,25 @@ private:
     }
     block* known_block(int sid) const
     {
-        const auto found = blocks_.find(sid / k_block);
+        const auto found = blocks_.find(number_of(sid));
         return found != blocks_.end() ? found->second.get() : nullptr;
     }
     block& block_of(int sid)
     {
-        if (latest_ != nullptr && latest_number_ == sid / k_block) return *latest_;
-        std::unique_ptr<block>& place = blocks_[sid / k_block];
+        if (latest_ != nullptr && latest_number_ == number_of(sid)) return *latest_;
+        std::unique_ptr<block>& place = blocks_[number_of(sid)];
         if (!place && !spare_.empty()) {
             place = std::move(spare_.back());
             spare_.pop_back();
         }
         if (!place) place = std::make_unique<block>();
         latest_ = place.get();
-        latest_number_ = sid / k_block;
+        latest_number_ = number_of(sid);
         return *latest_;
     }
 
-    std::unordered_map<int, std::unique_ptr<block>> blocks_;
+    std::unordered_map<unsigned, std::unique_ptr<block>> blocks_;
     std::vector<std::unique_ptr<block>> spare_;  ///< a few empty ones, for tools that forget often
     block* latest_ = nullptr;                    ///< the block of the latest post
-    int latest_number_ = 0;
+    unsigned latest_number_ = 0;
 };

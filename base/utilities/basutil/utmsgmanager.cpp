@@ -666,7 +666,11 @@ int msgManager::findMsgTypeSetting(std::vector<int>& mids, std::vector<eMessage_
 
 int msgManager::setMsgSetting(const char* path)
 {
-    return locked([&](msgDbManager& db) { return db.setMsgSetting(path, m_fid); });
+    return locked([&](msgDbManager& db) {
+        const int read = db.setMsgSetting(path, m_fid);
+        if (read != 0) s_msgSettingFile() = path;
+        return read;
+    });
 }
 
 int msgManager::setMsgType(const char* mid, eMessage_Type type, bool internal)
@@ -869,40 +873,43 @@ int msgManager::saveMsgStatistic(const char* section, const char* path)
     return locked([&](msgDbManager& db) { return db.saveMsgStatistic(section, path); });
 }
 
-namespace {
+// Made on first use and never destroyed, since a message may come after all else has ended.
 
-msgManager::outer_ids& outer_id_map()
+std::string& msgManager::s_msgSettingFile()
 {
-    static msgManager::outer_ids& map = *new msgManager::outer_ids;
+    static std::string& path = *new std::string;
+    return path;
+}
+
+msgManager::outer_ids& msgManager::m_verificMsgIDMap()
+{
+    static outer_ids& map = *new outer_ids;
     return map;
 }
 
-/// MIDs by the numbers that another tool has for them.
-std::map<std::string, std::string>& mids_by_external_id()
+std::map<std::string, std::string>& msgManager::m_synpMsgIDMap()
 {
     static auto& map = *new std::map<std::string, std::string>;
     return map;
 }
 
-}  // namespace
-
 void msgManager::storeVerificMsgID(std::string a, std::string b, std::string c, unsigned int d)
 {
     if (a.empty() || b.empty() || c.empty()) return;
     const section_guard section(message_section());
-    outer_id_map()[a][b] = {c, d};
+    m_verificMsgIDMap()[a][b] = {c, d};
 }
 
 msgManager::outer_ids msgManager::retrieveVerificMsgIDs()
 {
     const section_guard section(message_section());
-    return outer_id_map();
+    return m_verificMsgIDMap();
 }
 
 void msgManager::clearVerificMsgIDs()
 {
     const section_guard section(message_section());
-    outer_id_map().clear();
+    m_verificMsgIDMap().clear();
 }
 
 std::string msgManager::queryInternalMsgId(const char* externalId)
@@ -912,7 +919,7 @@ std::string msgManager::queryInternalMsgId(const char* externalId)
         return "";
     }
     const section_guard section(message_section());
-    auto& known = mids_by_external_id();
+    auto& known = m_synpMsgIDMap();
     if (const auto found = known.find(externalId); found != known.end()) return found->second;
     TiXmlElement* const file = m_file != nullptr ? m_file->m_fileElement : nullptr;
     const TiXmlElement* each = ketriope::first_message(file);

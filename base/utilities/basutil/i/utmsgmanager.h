@@ -232,6 +232,10 @@ private:
     eMessage_Type query_type(const char* mid, eMessageDB_Data item);
     unsigned int posted(int own, std::size_t index);
 
+    static std::string& s_msgSettingFile();  ///< the file of settings that was read last
+    static outer_ids& m_verificMsgIDMap();
+    static std::map<std::string, std::string>& m_synpMsgIDMap();  ///< MIDs by another tool's numbers
+
     std::string m_fid;
     msgFileCache* m_file = nullptr;
     msgCounters m_counters;
