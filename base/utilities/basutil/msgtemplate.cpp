@@ -2,6 +2,7 @@
 #include "msgtemplate.h"
 
 #include <cstdio>
+#include <cstring>
 
 #include "platform.h"
 
@@ -128,7 +129,8 @@ std::string grown(Print print)
     if (static_cast<std::size_t>(length) < sizeof first) return first;
     std::string text(static_cast<std::size_t>(length), '\0');
     print(text.data(), text.size() + 1);
-    return text.c_str();
+    text.resize(std::strlen(text.data()));
+    return text;
 }
 
 #pragma GCC diagnostic push
