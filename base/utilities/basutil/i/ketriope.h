@@ -4,6 +4,7 @@
 #include "basutfile.h"
 #include "basutform.h"
 #include "basutio.h"
+#include "basutlist.h"
 #include "basutpath.h"
 #include "basutregexp.h"
 #include "basutsmallmutex.h"
