@@ -2,6 +2,7 @@
 #include "basutio.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <memory>
 #include <utility>
@@ -28,10 +29,13 @@ int raw_count(std::size_t count)
     return static_cast<int>(std::min<std::size_t>(count, INT_MAX));
 }
 
-void end_coder(ketriope::data_coder*& slot)
+/// Completes the coder's output and lets go of it; the result is the `errno` of what failed, or 0.
+int end_coder(ketriope::data_coder*& slot)
 {
     const std::unique_ptr<ketriope::data_coder> ending(std::exchange(slot, nullptr));
-    if (ending) ending->finish();
+    if (!ending) return 0;
+    ending->finish();
+    return ending->take_error();
 }
 
 }  // namespace
@@ -105,10 +109,11 @@ unsigned char UT_IO_DEVICE::read_version(int fd)
     return os().read(fd, &huf_version_, 1) == 1 && os().read(fd, &pak_version_, 1) == 1;
 }
 
-void UT_IO_DEVICE::destroy_me()
+int UT_IO_DEVICE::destroy_me()
 {
-    end_coder(pak_);
-    end_coder(gcomp_);
+    const int of_packer = end_coder(pak_);
+    const int of_blocks = end_coder(gcomp_);
+    return of_packer != 0 ? of_packer : of_blocks;
 }
 
 void UT_IO_DEVICE::reset_device()
@@ -118,9 +123,11 @@ void UT_IO_DEVICE::reset_device()
     huf_version_ = 0;
 }
 
-bool UT_IO_DEVICE::lacks_coder() const
+int UT_IO_DEVICE::take_coder_error()
 {
-    return is_compressed() != 0 && (mode_ == UT_IO_PAK ? pak_ : gcomp_) == nullptr;
+    if (is_compressed() == 0) return 0;
+    ketriope::data_coder* const coder = coder_slot();
+    return coder != nullptr ? coder->take_error() : ENOTSUP;
 }
 
 ketriope::data_coder*& UT_IO_DEVICE::coder_slot()

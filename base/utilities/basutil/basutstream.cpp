@@ -101,7 +101,7 @@ void UT_STREAM::destroy_me()
                                 start_offset_ == 0 && get_offset() == 0 &&
                                 os().seek(descriptor_, 0, seek_from::here) == 0;
     if (owes_signature) set_rawdata(nullptr, 0);
-    UT_IO_DEVICE::destroy_me();
+    if (const int failure = UT_IO_DEVICE::destroy_me()) error_ = failure;
 }
 
 void UT_STREAM::init(std::size_t buffer_length, UT_ACCESS access, unsigned char reuse)
@@ -146,8 +146,8 @@ void UT_STREAM::resize_buffer(std::size_t buffer_length)
     // A load under a general compressor takes a whole block, whatever the length. What the buffer holds
     // is kept. There is room for the rest of a cipher block.
     const auto held = static_cast<std::size_t>(std::max(buffer_offset_, buffer_end_));
-    const std::size_t capacity =
-        std::max((access_ & k_general) != 0 ? std::max(2 * length, k_largest_block) : length, held);
+    const bool in_blocks = (access_ & k_general) != 0 || delivers_blocks();
+    const std::size_t capacity = std::max(in_blocks ? std::max(2 * length, k_largest_block) : length, held);
     auto* const memory = new unsigned char[capacity + ketriope::blowfish::k_block];
     if (buffer_ != nullptr) std::copy_n(buffer_, held, memory);
     delete[] std::exchange(buffer_, memory);
@@ -161,6 +161,8 @@ bool UT_STREAM::load()
 {
     buffer_offset_ = 0;
     if (eof_on_load_ != 0 || descriptor_ < 0) return false;
+    // A derived class may have chosen the mode by itself: the mask gave no room for a whole block then.
+    if (delivers_blocks() && (access_ & k_general) == 0) resize_buffer(buffer_length());
     const auto count = static_cast<std::size_t>(fetch(buffer_, buffer_length()));
     if (enciphered_ != 0) decipher(count);
     file_offset_ += static_cast<ut_int64>(count);
@@ -184,7 +186,7 @@ bool UT_STREAM::has_bytes()
 long UT_STREAM::fetch(unsigned char* out, std::size_t count)
 {
     const long got = get_data(out, count);
-    if (lacks_coder()) error_ = ENOTSUP;
+    note_coder();
     return std::max(got, 0L);
 }
 
@@ -209,9 +211,17 @@ unsigned char UT_STREAM::flush()
         }
     } const at_the_end{*this, whole, rest};
     const long taken = std::max(set_data(buffer_, whole), 0L);
-    if (lacks_coder()) error_ = ENOTSUP;
+    const bool coded = note_coder();
     file_offset_ += taken;
-    return static_cast<std::size_t>(taken) == whole;
+    return coded && static_cast<std::size_t>(taken) == whole;
+}
+
+/// Takes over a failure that only the compressor has seen; false when there was one.
+bool UT_STREAM::note_coder()
+{
+    const int failure = take_coder_error();
+    if (failure != 0) error_ = failure;
+    return failure == 0;
 }
 
 /// Puts bytes into the buffer and returns how many; it ends early where the device failed.
@@ -251,7 +261,7 @@ std::size_t UT_STREAM::peek_device(unsigned char* out, std::size_t count)
 {
     if (eof_on_load_ != 0 || descriptor_ < 0) return 0;
     std::size_t got = 0;
-    if (get_io_mode() == UT_IO_GCA || get_io_mode() == UT_IO_GCB) {
+    if (delivers_blocks()) {
         std::vector<unsigned char> block(std::max(count, k_largest_block));  // for a whole one, if it comes
         got = std::min(static_cast<std::size_t>(fetch(block.data(), count)), count);
         std::copy_n(block.data(), got, out);

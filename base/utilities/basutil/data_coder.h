@@ -31,6 +31,8 @@ public:
     virtual void write(const unsigned char* from, std::size_t count) = 0;
     /// Completes what was written; nothing else is called afterwards. A broken contract may be raised.
     virtual void finish() = 0;
+    /// The `errno` of a failure that the device has not seen, which is then forgotten; 0 without one.
+    virtual int take_error() { return 0; }
     /// What a packer writes; not asked of the others.
     virtual coder_versions versions() const { return {}; }
 };

@@ -1,6 +1,7 @@
 // startup.cpp: builds the global objects, in this order, and ends them in the reverse one.
 //
-//   1. the message database is put in charge; it is made when the first message needs it
+//   1. the message database is put in charge; it is made when the first message needs it; streams get
+//      their compressors
 //   2. ut_msgman   on the heap, and never destroyed: a report may come after all else has ended
 //   3. ut_file     checks TEMP when it is built; at the end it closes what is still open, and deletes
 //                  the temporary files
@@ -14,6 +15,8 @@
 #include <new>
 
 #include "basutfile.h"
+#include "coders.h"
+#include "data_coder.h"
 #include "msgbridge.h"
 #include "msgdatabase.h"
 #include "msgman.h"
@@ -41,6 +44,7 @@ public:
     start_and_stop()
     {
         install_database(&message_bridge());  // for our own code; the database itself is shared
+        install_coders(&stream_coder);
         if (ketriope_shared.copies++ > 0) return;
         building = true;
         ut_msgman = new UT_MSGMAN;

@@ -86,7 +86,9 @@ protected:
     unsigned char read_version(int fd);
 
     /// Ends the compressors, which completes their output, and lets go of them.
-    void destroy_me();
+    ///
+    /// Returns the `errno` of what of that output could not be written, or 0.
+    int destroy_me();
     UT_IO_DEVICE_MODE get_io_mode() const { return mode_; }
     void set_io_mode(UT_IO_DEVICE_MODE mode) { mode_ = mode; }
 
@@ -94,8 +96,9 @@ protected:
     static constexpr bool is_end_mark(long position) { return position == -1 || position == k_end_mark; }
     /// Puts position and version bytes back to 0.
     void reset_device();
-    /// True when content could not pass because no compressor of the mode can be had.
-    bool lacks_coder() const;
+    /// The `errno` of a failure of the compressor, which is then forgotten: `ENOTSUP` when content could not
+    /// pass because no compressor of the mode can be had. 0 without one.
+    int take_coder_error();
 
 private:
     static constexpr ut_int64 k_end_mark = 0xffffffff;

@@ -343,6 +343,9 @@ private:
         return buffer_offset_ < buffer_end_ ? static_cast<std::size_t>(buffer_end_ - buffer_offset_) : 0;
     }
     long fetch(unsigned char* out, std::size_t count);
+    bool note_coder();
+    /// A large read of the device brings a whole block, whatever the count.
+    bool delivers_blocks() const { return get_io_mode() == UT_IO_GCA || get_io_mode() == UT_IO_GCB; }
     std::size_t peek_device(unsigned char* out, std::size_t count);
     int next_byte();
     std::size_t put_bytes(const unsigned char* from, std::size_t count, bool reversed = false);

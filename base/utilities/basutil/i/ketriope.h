@@ -3,6 +3,7 @@
 #pragma once
 #include "basutfile.h"
 #include "basutform.h"
+#include "basutgcomp.h"
 #include "basutio.h"
 #include "basutlist.h"
 #include "basutpath.h"
