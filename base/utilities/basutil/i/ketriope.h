@@ -1,6 +1,7 @@
 /// \file i/ketriope.h
 /// All public headers of the library, for tools that take it whole.
 #pragma once
+#include "basutblist.h"
 #include "basutfile.h"
 #include "basutform.h"
 #include "basutgcomp.h"
