@@ -2,7 +2,10 @@
 /// All public headers of the library, for tools that take it whole.
 #pragma once
 #include "basutblist.h"
+#include "basutbitstream.h"
+#include "basutbitvec.h"
 #include "basutfile.h"
+#include "basutflagbit.h"
 #include "basutform.h"
 #include "basutgcomp.h"
 #include "basutio.h"
