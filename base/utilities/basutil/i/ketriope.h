@@ -1,17 +1,21 @@
 /// \file i/ketriope.h
 /// All public headers of the library, for tools that take it whole.
 #pragma once
-#include "basutblist.h"
 #include "basutbitstream.h"
 #include "basutbitvec.h"
+#include "basutblist.h"
 #include "basutfile.h"
 #include "basutflagbit.h"
 #include "basutform.h"
+#include "basutfstmem.h"
 #include "basutgcomp.h"
 #include "basutio.h"
 #include "basutlist.h"
+#include "basutmemmgr.h"
+#include "basutmemusage.h"
 #include "basutpath.h"
 #include "basutregexp.h"
+#include "basutsmallmem.h"
 #include "basutsmallmutex.h"
 #include "basutstr.h"
 #include "basutstream.h"
