@@ -4,6 +4,8 @@
 #include "basutbitstream.h"
 #include "basutbitvec.h"
 #include "basutblist.h"
+#include "basutcrc.h"
+#include "basutdes.h"
 #include "basutfile.h"
 #include "basutflagbit.h"
 #include "basutform.h"
