@@ -1,7 +1,6 @@
 // fuzz/basutstream_fuzz.cpp: what the readers of a stream store and return must be what a reader says
 // that goes byte by byte over a plain text, whatever the text, the lengths asked and the buffer's borders.
 #include <algorithm>
-#include <cerrno>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -11,47 +10,13 @@
 
 #include "basutstream.h"
 #include "fuzz_check.h"
-#include "platform.h"
+#include "memory_file.h"
 
 namespace {
 
 using namespace std::string_literals;
 
-// ---- a file in memory
-
-constexpr int k_descriptor = 1'000;
-std::string content;
-std::size_t file_position = 0;
-
-std::int64_t read_content(int, void* out, std::size_t count)
-{
-    const std::size_t got =
-        file_position < content.size() ? content.copy(static_cast<char*>(out), count, file_position) : 0;
-    file_position += got;
-    return static_cast<std::int64_t>(got);
-}
-
-std::int64_t seek_content(int, std::int64_t offset, ketriope::platform::seek_from origin)
-{
-    const std::size_t base = origin == ketriope::platform::seek_from::start  ? 0
-                             : origin == ketriope::platform::seek_from::here ? file_position
-                                                                             : content.size();
-    const std::int64_t wanted = static_cast<std::int64_t>(base) + offset;
-    if (wanted < 0) {
-        errno = EINVAL;
-        return -1;
-    }
-    file_position = static_cast<std::size_t>(wanted);
-    return wanted;
-}
-
-void use_content()
-{
-    static ketriope::platform::operations table = ketriope::platform::native();
-    table.read = read_content;
-    table.seek = seek_content;
-    ketriope::platform::use_operations(&table);
-}
+using memory_file::content;
 
 // ---- the model
 
@@ -221,7 +186,7 @@ void step(UT_STREAM& stream, model& expected, std::size_t operation, int n)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    use_content();
+    memory_file::use();
     script input({data, size});
     const std::size_t repeats = input.next() + 1;
     script calls(input.take(3 * (input.next() % 64)));
@@ -229,9 +194,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     content.clear();
     for (std::size_t i = 0; i < repeats && content.size() + once.size() <= k_most_content; ++i)
         content += once;
-    file_position = 0;
+    memory_file::position = 0;
 
-    UT_STREAM stream(k_descriptor, UT_ACCESS_READ, 0, nullptr);
+    UT_STREAM stream(memory_file::k_descriptor, UT_ACCESS_READ, 0, nullptr);
     model expected;
     while (!calls.empty()) {
         const std::size_t operation = calls.next();
