@@ -1,6 +1,8 @@
 /// \file i/ketriope.h
 /// All public headers of the library, for tools that take it whole.
 #pragma once
+#include "basutasd.h"
+#include "basutattrfile.h"
 #include "basutbitstream.h"
 #include "basutbitvec.h"
 #include "basutblist.h"
