@@ -1,5 +1,6 @@
 // main.cpp: the companion program of the library.
 #include <algorithm>
+#include <new>
 
 #include "arguments.h"
 #include "console.h"
@@ -9,6 +10,7 @@ using ketriope::tool::outcome;
 
 int main(int argc, char** argv)
 {
+    std::set_new_handler(nullptr);  // a file too large for the memory is told, and the next one read
     ut_msgman->setprogname("ketriope");
     outcome end = outcome::failed;
     if (const auto line = ketriope::tool::read_arguments(argc, argv))

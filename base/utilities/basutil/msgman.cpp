@@ -11,12 +11,14 @@
 #include "basutform.h"
 #include "basutstr.h"
 #include "hanging_indent.h"
+#include "mbytes.h"
 #include "msgdatabase.h"
 #include "platform.h"
 #include "startup.h"
 #include "utgetenv.h"
 #include "utproduct.h"
 
+using ketriope::mbytes;
 using ketriope::message_database;
 using ketriope::posted_to_database;
 using ketriope::platform::os;
@@ -30,17 +32,11 @@ struct UT_MSGMAN::kind {
 
 namespace {
 
-constexpr double k_bytes_to_mbytes = 9.5367431640625e-7;  // 2^-20
 constexpr int k_all_severities = 511;
 
 constexpr const char* k_error_mid = "1009990";
 constexpr const char* k_warning_mid = "1009991";
 constexpr const char* k_info_mid = "1009992";
-
-double mbytes(std::uint64_t bytes)
-{
-    return static_cast<double>(bytes) * k_bytes_to_mbytes;
-}
 
 /// Puts `text` in the place of an owned string, which goes last: `text` may have been made from it.
 void replace(char*& owned, char* text)

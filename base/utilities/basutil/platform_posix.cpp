@@ -235,11 +235,10 @@ bool process_times(cpu_times& out)
 }
 
 /// The figure of a row such as "VmRSS:     1234 kB", in bytes; 0 if there is none.
-std::uint64_t status_row(const std::string& rows, const char* label)
+std::uint64_t status_row(const char* rows, const char* label)
 {
-    const std::size_t at = rows.find(label);
-    if (at == std::string::npos) return 0;
-    return std::strtoull(rows.c_str() + at + std::strlen(label), nullptr, 10) * 1024;
+    const char* const row = std::strstr(rows, label);
+    return row != nullptr ? std::strtoull(row + std::strlen(label), nullptr, 10) * 1024 : 0;
 }
 
 memory_use process_memory()
@@ -247,10 +246,10 @@ memory_use process_memory()
     // The resource usage call is no substitute: its peak is inherited from the parent process.
     const int descriptor = open_file("/proc/self/status", open_read);
     if (descriptor < 0) return {};
-    std::string rows(8192, '\0');
-    const std::int64_t count = read_file(descriptor, rows.data(), rows.size());
+    char rows[8192];  // not from the heap, whose end may be what is looked into
+    const std::int64_t count = read_file(descriptor, rows, sizeof rows - 1);
     close_file(descriptor);
-    rows.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
+    rows[count > 0 ? count : 0] = '\0';
     memory_use use{status_row(rows, "\nVmRSS:"), status_row(rows, "\nVmHWM:")};
     if (use.peak < use.current) use.peak = use.current;  // the two rows are not one instant's
     return use;

@@ -3,8 +3,13 @@
 //   1. the message database is put in charge; it is made when the first message needs it; streams get
 //      their compressors
 //   2. ut_msgman   on the heap, and never destroyed: a report may come after all else has ended
-//   3. ut_file     checks TEMP when it is built; at the end it closes what is still open, and deletes
+//   3. ut_memmgr   installs the new-handler; never destroyed
+//   4. the pools   sm_memmngr with the classes of bit vectors and of ut_stringmem; never destroyed, as
+//                  late destructors give their elements back
+//   5. ut_file     checks TEMP when it is built; at the end it closes what is still open, and deletes
 //                  the temporary files
+//
+// The report of the peak of memory, for which nothing needs to be built, is the very last of the end.
 //
 // No other unit has a global that needs a constructor to run: what the constructors here can reach is
 // constant-initialised or made on first use.
@@ -15,6 +20,10 @@
 #include <new>
 
 #include "basutfile.h"
+#include "basutmemmgr.h"
+#include "basutmemusage.h"
+#include "basutsmallmem.h"
+#include "basutstrobj.h"
 #include "coders.h"
 #include "data_coder.h"
 #include "msgbridge.h"
@@ -31,10 +40,31 @@ extern "C" UT_EXPORT struct ketriope_shared_globals {
 } ketriope_shared;
 
 constinit ketriope_shared_globals ketriope_shared{0, nullptr};
+constinit UT_MEM_USAGE UT_MEM_USAGE::_memUsage;  // the first here, and so the last to end
 constinit UT_MSGMAN* ut_msgman = nullptr;
 
 namespace ketriope {
 namespace {
+
+/// Where an object is built at load. It is never destroyed, since a static destructor of a tool may come
+/// after ours and still use it.
+template <class T>
+union built_at_load {
+    constexpr built_at_load() noexcept : nothing() {}
+    constexpr ~built_at_load() {}
+    built_at_load(const built_at_load&) = delete;
+    built_at_load& operator=(const built_at_load&) = delete;
+
+    char nothing;
+    T object;
+};
+
+constinit built_at_load<UT_MEMMGR> memory_manager;
+constinit built_at_load<UT_SM_SMALLMEM> string_pool;
+constinit built_at_load<UT_FILEMANAGER> file_manager;
+
+constexpr int k_bit_vector_class = 16;  ///< bytes of a short bit vector
+static_assert(sizeof(UT_STROBJ) <= 140, "no pool takes a larger size");
 
 constinit bool building = false;
 constinit std::atomic<bool> exit_begun = false;
@@ -48,9 +78,10 @@ public:
         if (ketriope_shared.copies++ > 0) return;
         building = true;
         ut_msgman = new UT_MSGMAN;
-        // In place, and its destructor never runs: a later static destructor may still call it.
-        alignas(UT_FILEMANAGER) static std::byte memory[sizeof(UT_FILEMANAGER)];
-        ketriope_shared.files = new (memory) UT_FILEMANAGER;
+        new (&memory_manager.object) UT_MEMMGR;
+        new (&string_pool.object) UT_SM_SMALLMEM(sizeof(UT_STROBJ), 0);
+        sm_memmngr->getmemhandler(k_bit_vector_class);
+        ketriope_shared.files = new (&file_manager.object) UT_FILEMANAGER;
         building = false;
     }
     ~start_and_stop()
@@ -70,6 +101,11 @@ const start_and_stop run;
 bool starting_up() noexcept
 {
     return building;
+}
+
+bool has_ended() noexcept
+{
+    return ketriope_shared.copies == 0;
 }
 
 bool exit_has_begun() noexcept
@@ -97,4 +133,6 @@ void leave_process(int exit_value)
 
 }  // namespace ketriope
 
-UT_FILEMANAGER& ut_file = *ketriope_shared.files;
+constinit UT_MEMMGR& ut_memmgr = ketriope::memory_manager.object;
+constinit UT_SM_SMALLMEM& ut_stringmem = ketriope::string_pool.object;
+constinit UT_FILEMANAGER& ut_file = ketriope::file_manager.object;

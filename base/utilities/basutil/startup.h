@@ -16,6 +16,9 @@ void leave_process(int exit_value);
 /// Makes `msg_terminate` the terminate handler, until the library is unloaded.
 void take_uncaught_exceptions() noexcept;
 
+/// True once the global objects have ended, those of every copy of the library in the process.
+bool has_ended() noexcept;
+
 /// True once the process has begun to end.
 bool exit_has_begun() noexcept;
 
