@@ -3,10 +3,13 @@
 #pragma once
 #include "basutasd.h"
 #include "basutattrfile.h"
+#include "basutarray.h"
+#include "basutbarray.h"
 #include "basutbitstream.h"
 #include "basutbitvec.h"
 #include "basutblist.h"
 #include "basutcrc.h"
+#include "basutdarray.h"
 #include "basutdes.h"
 #include "basutbtree.h"
 #include "basutfile.h"
