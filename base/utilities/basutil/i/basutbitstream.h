@@ -85,15 +85,14 @@ private:
     void extend(std::size_t bytes);
     void make_room(std::size_t bits);
     void put_some(std::uint32_t value, int count);
-    std::uint64_t read_position() const;
-    std::uint64_t write_position() const;
-    void read_from(std::uint64_t position);
     std::uint32_t next_bits(int count);
+    void skip(int count);
+    std::uintptr_t read_offset() const;
 
-    unsigned char* buffer_;   ///< with a few bytes behind the capacity, which stay 0
-    std::size_t capacity_;    ///< in bytes
-    unsigned char* read_;     ///< may lie outside the buffer
-    std::int32_t read_bit_;   ///< 0 to 7
-    unsigned char* write_;    ///< at most one past the capacity
-    std::int32_t write_bit_;  ///< 0 to 7
+    unsigned char* buffer_;       ///< a few bytes longer than the capacity; what is not written is 0
+    std::size_t capacity_;        ///< in bytes
+    unsigned char* read_;         ///< may lie outside the buffer
+    std::int32_t read_bit_ = 0;   ///< 0 to 7
+    unsigned char* write_;        ///< at most one past the capacity
+    std::int32_t write_bit_ = 0;  ///< 0 to 7
 };
