@@ -186,10 +186,21 @@ void UT_BITSTREAM::put_some(std::uint32_t value, int count)
     write_bit_ %= 8;
 }
 
-/// The next `count` bits, 1 to 32; zeros outside the buffer.
+/// The eight bytes to read from, of which those outside the buffer are 0.
+std::uint64_t UT_BITSTREAM::window_outside() const
+{
+    std::uint64_t window = 0;
+    for (std::uintptr_t i = 0; i < 8; ++i) {
+        const std::uintptr_t offset = read_offset() + i;
+        if (offset < capacity_) window |= std::uint64_t{buffer_[offset]} << 8 * i;
+    }
+    return window;
+}
+
+/// The next `count` bits, 1 to 32.
 std::uint32_t UT_BITSTREAM::next_bits(int count)
 {
-    const std::uint64_t window = read_offset() < capacity_ ? load(read_, k_window) : 0;
+    const std::uint64_t window = read_offset() < capacity_ ? load(read_, k_window) : window_outside();
     const std::uint64_t value = window >> read_bit_ & low_mask(count);
     skip(count);
     return static_cast<std::uint32_t>(value);

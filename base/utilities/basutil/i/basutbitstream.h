@@ -86,6 +86,7 @@ private:
     void make_room(std::size_t bits);
     void put_some(std::uint32_t value, int count);
     std::uint32_t next_bits(int count);
+    std::uint64_t window_outside() const;
     void skip(int count);
     std::uintptr_t read_offset() const;
 

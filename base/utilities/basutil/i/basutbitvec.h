@@ -27,8 +27,8 @@ class UT_STREAM;
 
 namespace ketriope {
 
-/// Builds the pool of small word arrays; done once when the library is loaded.
-void build_bit_vector_pool();
+struct bitvec_access;
+void build_bit_vector_pool();  // when the library is loaded
 
 }  // namespace ketriope
 
@@ -223,6 +223,7 @@ public:
     static void operator delete(void*, void*) noexcept {}
 
 private:
+    friend struct ketriope::bitvec_access;  // tests try what no public operation leads to
     friend void ketriope::build_bit_vector_pool();
     friend UT_EXPORT int ut_bitvec_and_and_equal(const UT_BITVEC& a, const UT_BITVEC& b, const UT_BITVEC& eq);
 
@@ -237,8 +238,8 @@ private:
     template <class Operation>
     void make(const UT_BITVEC& a, const UT_BITVEC& b, Operation operation);
 
-    // Small word arrays from a pool, larger ones from the heap: a pair for itself. No other member uses
-    // it, and an array of one kind must never be released as one of the other.
+    // Arrays of up to four words from a pool, larger ones from the heap: a pair for itself. No other
+    // member uses it, and an array of one kind must never be released as one of the other.
     static UT_SM_SMALLMEM& ut_bitvecmem();
     void alloc_big_word(unsigned int words);
     void free_big_word();
