@@ -101,6 +101,6 @@ void UT_FASTMEM::init_block(UT_FM_BLOCK_HEAD* block) const
 /// A fault on purpose, for a debugger to stop at; nothing calls it.
 void UT_FASTMEM::abort()
 {
-    int* volatile nowhere = nullptr;
+    volatile int* volatile nowhere = nullptr;
     *nowhere = 0;
 }

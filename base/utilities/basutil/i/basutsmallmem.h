@@ -113,6 +113,8 @@ public:
     UT_SM_INT_SMALLMEM* getmemhandler(int element_size);
 
 private:
+    friend struct ketriope::pool_access;  // tests look at the shape
+
     static constexpr int k_classes = 36;  ///< the class of a size is its count of words, 1 to 35
 
     UT_SM_INT_SMALLMEM* pools_[k_classes] = {};
