@@ -15,6 +15,7 @@
 #include "message_capture.h"
 #include "message_files.h"
 #include "stream_tools.h"
+#include "virtual_slots.h"
 
 namespace {
 
@@ -79,17 +80,7 @@ protected:
 
 // ---- the class
 
-#if defined(__x86_64__) && !defined(_WIN32)
-/// The place of a virtual operation in the table, in words.
-template <class Operation>
-std::size_t slot_of(Operation operation)
-{
-    std::size_t words[2];
-    static_assert(sizeof operation == sizeof words);
-    std::memcpy(words, &operation, sizeof words);
-    return words[0] / sizeof(void*);
-}
-
+#if defined(TEST_KNOWS_SLOTS)
 TEST(UtMsgstrClass, NewOperationsFollowTheLastOneOfTheBaseInTheirOrder)
 {
     const std::size_t last =
