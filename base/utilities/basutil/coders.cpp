@@ -1,11 +1,51 @@
 // coders.cpp
 #include "coders.h"
 
+#include <algorithm>
+#include <climits>
+#include <utility>
+
 #include "basutgcomp.h"
+#include "basutpak.h"
 #include "basutstream.h"
 
 namespace ketriope {
 namespace {
+
+/// Content as packed data.
+class packed_coder final : public data_coder {
+public:
+    explicit packed_coder(UT_IO_DEVICE& device)
+        : packer_(new UTPAK_DATA(&device, device.get_pak_version(), device.get_huf_version()))
+    {
+    }
+    ~packed_coder() override { delete packer_; }
+
+    std::size_t read(unsigned char* out, std::size_t count) override
+    {
+        return static_cast<std::size_t>(packer_->unpak(reinterpret_cast<char*>(out), signed_count(count)));
+    }
+    void write(const unsigned char* from, std::size_t count) override
+    {
+        auto* const data = const_cast<unsigned char*>(from);  // which the packer only reads
+        packer_->pak(reinterpret_cast<char*>(data), signed_count(count));
+    }
+    void finish() override { delete std::exchange(packer_, nullptr); }
+    coder_versions versions() const override
+    {
+        coder_versions written;
+        packer_->getversion(written.pak, written.huf);
+        return written;
+    }
+
+private:
+    static long signed_count(std::size_t count)
+    {
+        return static_cast<long>(std::min<std::size_t>(count, LONG_MAX));
+    }
+
+    UTPAK_DATA* packer_;  ///< its destructor may raise, which the standard's owners do not allow
+};
 
 /// Content in compressed blocks. The blocks go to the descriptor by a stream of their own.
 class block_coder final : public data_coder {
@@ -38,7 +78,7 @@ UT_ACCESS with_algorithm(UT_ACCESS access, UT_IO_DEVICE_MODE mode)
 
 std::unique_ptr<data_coder> stream_coder(UT_IO_DEVICE& device, UT_IO_DEVICE_MODE mode)
 {
-    if (mode == UT_IO_PAK) return nullptr;
+    if (mode == UT_IO_PAK) return std::make_unique<packed_coder>(device);
     const auto* const stream = dynamic_cast<const UT_STREAM*>(&device);
     if (stream == nullptr) return nullptr;  // blocks need a descriptor
     return std::make_unique<block_coder>(with_algorithm(stream->getaccess(), mode), stream->getfid());
