@@ -38,8 +38,11 @@ UT_LIST::UT_LIST() : head_(new UT_LISTMEM), tail_(head_), current_(head_) {}
 
 UT_LIST::~UT_LIST()
 {
-    freelist();
-    delete head_;
+    for (UT_LISTMEM* node = head_; node != nullptr;) {  // our own freedata does nothing with their data
+        UT_LISTMEM* const next = node->next_;
+        delete node;
+        node = next;
+    }
 }
 
 // ---- what a derived class may say about its data
@@ -64,13 +67,6 @@ int UT_LIST::compdata(void* a, void* b)
 }
 
 // ---- adding
-
-unsigned char UT_LIST::append(void* data)
-{
-    if (data == nullptr) return 0;
-    addnext(tail_, data);
-    return 1;
-}
 
 unsigned char UT_LIST::push(void* data)
 {
@@ -189,20 +185,6 @@ void UT_LIST::printlist(unsigned char numbered)
 }
 
 // ---- nodes
-
-void UT_LIST::addnext(UT_LISTMEM* after, void* data)
-{
-    auto* const node = new UT_LISTMEM;
-    node->data_ = data;
-    link(after, node);
-}
-
-void UT_LIST::link(UT_LISTMEM* after, UT_LISTMEM* node)
-{
-    node->next_ = after->next_;
-    after->next_ = node;
-    if (after == tail_) tail_ = node;
-}
 
 void UT_LIST::delnext(UT_LISTMEM* before, unsigned char free_it)
 {

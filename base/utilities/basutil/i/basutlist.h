@@ -12,6 +12,9 @@
 class UT_LISTMEM {
 private:
     friend class UT_LIST;
+    UT_LISTMEM() = default;
+    explicit UT_LISTMEM(void* data) : data_(data) {}
+
     UT_LISTMEM* next_ = nullptr;
     void* data_ = nullptr;
 };
@@ -46,7 +49,12 @@ public:
     // ---- adding
 
     /// Puts `data` behind the last.
-    unsigned char append(void* data);
+    unsigned char append(void* data)
+    {
+        if (data == nullptr) return 0;
+        addnext(tail_, data);
+        return 1;
+    }
     unsigned char pushend(void* data) { return append(data); }
     /// Puts `data` in front of the first.
     unsigned char push(void* data);
@@ -120,9 +128,14 @@ protected:
 private:
     class unsorted;
 
-    void addnext(UT_LISTMEM* after, void* data);
+    void addnext(UT_LISTMEM* after, void* data) { link(after, new UT_LISTMEM(data)); }
     void delnext(UT_LISTMEM* before, unsigned char free_it);
-    void link(UT_LISTMEM* after, UT_LISTMEM* node);
+    void link(UT_LISTMEM* after, UT_LISTMEM* node)
+    {
+        node->next_ = after->next_;
+        after->next_ = node;
+        if (after == tail_) tail_ = node;
+    }
     UT_LISTMEM* before_data(const void* data) const;
     UT_LISTMEM* place_of(void* data);
 
