@@ -15,6 +15,7 @@
 
 #include "ascii.h"
 #include "basutform.h"
+#include "basutsmallmem.h"
 #include "basutstream.h"
 #include "contract.h"
 #include "heap_text.h"
@@ -26,6 +27,7 @@ constexpr ketriope::site k_site{.module = "basutbitvec", .exit_value = 91};
 constexpr const char* k_bad_operation = "Bad opertion code.";  // known under this spelling
 constexpr const char* k_bad_text = "String constant is invalid in ut_bitvec";
 constexpr unsigned int k_bits = 32;  // of a word
+constexpr unsigned int k_pooled_words = 4;
 constexpr std::uint32_t k_ones = std::numeric_limits<std::uint32_t>::max();
 
 /// How many words a file may name without holding them.
@@ -202,6 +204,39 @@ void UT_BITVEC::adopt(std::uint32_t* block, std::uint32_t count) noexcept
         word_ = 0;
     else
         words_ = block;
+}
+
+UT_SM_SMALLMEM& UT_BITVEC::ut_bitvecmem()
+{
+    // Never destroyed: a late destructor of a tool may still give an array back.
+    alignas(UT_SM_SMALLMEM) static std::byte memory[sizeof(UT_SM_SMALLMEM)];
+    static auto* const pool = new (memory) UT_SM_SMALLMEM(k_pooled_words * sizeof(std::uint32_t), 0);
+    return *pool;
+}
+
+void ketriope::build_bit_vector_pool()
+{
+    UT_BITVEC::ut_bitvecmem();
+}
+
+/// Gives a vector of one word an array of two or more, with undefined words.
+void UT_BITVEC::alloc_big_word(unsigned int words)
+{
+    void* const block =
+        words <= k_pooled_words ? ut_bitvecmem().getmem() : ::operator new(words * sizeof(std::uint32_t));
+    words_ = static_cast<std::uint32_t*>(block);
+    num_words_ = words;
+}
+
+/// Releases such an array, and leaves one word of zeros.
+void UT_BITVEC::free_big_word()
+{
+    if (num_words_ <= k_pooled_words)
+        ut_bitvecmem().relmem(words_);
+    else
+        ::operator delete(words_);
+    num_words_ = 1;
+    word_ = 0;
 }
 
 bool UT_BITVEC::grow(unsigned int bits)

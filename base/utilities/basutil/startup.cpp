@@ -20,6 +20,7 @@
 #include <cstdio>
 #include <new>
 
+#include "basutbitvec.h"
 #include "basutfile.h"
 #include "basutmemmgr.h"
 #include "basutmemusage.h"
@@ -65,7 +66,6 @@ constinit built_at_load<UT_MEMMGR> memory_manager;
 constinit built_at_load<UT_SM_SMALLMEM> string_pool;
 constinit built_at_load<UT_FILEMANAGER> file_manager;
 
-constexpr int k_bit_vector_class = 16;  ///< bytes of a short bit vector
 static_assert(sizeof(UT_STROBJ) <= 140, "no pool takes a larger size");
 
 constinit bool building = false;
@@ -83,7 +83,7 @@ public:
         default_growth_step();
         new (&memory_manager.object) UT_MEMMGR;
         new (&string_pool.object) UT_SM_SMALLMEM(sizeof(UT_STROBJ), 0);
-        sm_memmngr->getmemhandler(k_bit_vector_class);
+        build_bit_vector_pool();
         ketriope_shared.files = new (&file_manager.object) UT_FILEMANAGER;
         building = false;
     }
