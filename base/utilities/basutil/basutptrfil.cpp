@@ -1,10 +1,13 @@
 // basutptrfil.cpp
 #include "basutptrfil.h"
 
+#include <algorithm>
 #include <array>
+#include <bit>
 #include <cstring>
-#include <unordered_map>
+#include <deque>
 #include <utility>
+#include <vector>
 
 #include "basutfile.h"
 #include "contract.h"
@@ -39,12 +42,65 @@ void set_place(void* place, void* value)
     std::memcpy(place, &value, sizeof value);
 }
 
+/// Where the record of an address is: chains grow long, and walking one touches memory all over.
+class address_index {
+public:
+    /// The record of an address, to be set if it is null. Good until the next call.
+    UT_PTRFIXREC*& operator[](const void* address)
+    {
+        if (used_ >= slots_.size() / 2) grow();
+        slot& found = slot_of(address);
+        if (found.record == nullptr) {
+            found.address = address;
+            ++used_;
+        }
+        return found.record;
+    }
+    void clear()
+    {
+        slots_.clear();
+        used_ = 0;
+    }
+
+private:
+    struct slot {
+        const void* address = nullptr;
+        UT_PTRFIXREC* record = nullptr;  ///< null: the slot is free
+    };
+    static constexpr std::size_t k_fewest_slots = 64;
+
+    /// The slot of an address, or the free one where it goes.
+    slot& slot_of(const void* address)
+    {
+        constexpr std::uint64_t k_golden_ratio = 0x9e37'79b9'7f4a'7c15;
+        const std::size_t mask = slots_.size() - 1;
+        std::size_t at =
+            static_cast<std::size_t>(reinterpret_cast<std::uintptr_t>(address) * k_golden_ratio >> shift_);
+        while (slots_[at].record != nullptr && slots_[at].address != address) at = (at + 1) & mask;
+        return slots_[at];
+    }
+
+    void grow()
+    {
+        const std::vector<slot> before =
+            std::exchange(slots_, std::vector<slot>(std::max(2 * slots_.size(), k_fewest_slots)));
+        shift_ = 64 - std::countr_zero(slots_.size());
+        for (const slot& each : before)
+            if (each.record != nullptr) slot_of(each.address) = each;
+    }
+
+    std::vector<slot> slots_;  ///< a power of two of them, or none
+    std::size_t used_ = 0;
+    int shift_ = 0;
+};
+
 }  // namespace
 
-/// The buckets give the order of a walk. A record is found by its address, since chains grow long.
+/// The buckets give the order of a walk, the index finds a record.
 struct ketriope::fixup_records {
     std::array<UT_PTRFIXREC*, k_buckets> buckets{};
-    std::unordered_map<void*, UT_PTRFIXREC> by_address;
+    std::deque<UT_PTRFIXREC> records;
+    address_index by_address;
 
     fixup_records() = default;
     fixup_records(const fixup_records&) = delete;
@@ -53,7 +109,8 @@ struct ketriope::fixup_records {
 
     void clear()
     {
-        for (auto& [address, record] : by_address) delete record.places;
+        for (const UT_PTRFIXREC& record : records) delete record.places;
+        records.clear();
         by_address.clear();
         buckets.fill(nullptr);
     }
@@ -71,13 +128,13 @@ UT_PTRFIXTABLE::~UT_PTRFIXTABLE()
 /// The record of an address; a missing one is made, at the front of its bucket.
 UT_PTRFIXREC& UT_PTRFIXTABLE::record_of(void* old_address)
 {
-    const auto [found, made] = records_->by_address.try_emplace(old_address);
-    UT_PTRFIXREC& record = found->second;
-    if (made) {
-        record.old_address = old_address;
-        record.next = std::exchange(records_->buckets[bucket_of(old_address)], &record);
+    UT_PTRFIXREC*& record = records_->by_address[old_address];
+    if (record == nullptr) {
+        UT_PTRFIXREC*& front = records_->buckets[bucket_of(old_address)];
+        front = &records_->records.emplace_back(UT_PTRFIXREC{front, old_address, nullptr, nullptr});
+        record = front;
     }
-    return record;
+    return *record;
 }
 
 void UT_PTRFIXTABLE::registerptr(void* old_address, void* new_address)
