@@ -1,6 +1,7 @@
 // arguments.cpp
 #include "arguments.h"
 
+#include <algorithm>
 #include <string_view>
 
 #include "console.h"
@@ -36,6 +37,7 @@ public:
 
 private:
     bool read_option(std::string_view name, operand_list& words);
+    std::string all_flags() const;
 
     const command& chosen_;
 };
@@ -63,6 +65,11 @@ bool word_reader::read_option(std::string_view name, operand_list& words)
         refused(chosen_.name, why);
         return false;
     };
+    if (const auto flag = std::ranges::find(chosen_.flags, name); flag != chosen_.flags.end()) {
+        if (asked.flag != nullptr) return wrong("takes one of its options " + all_flags() + ".");
+        asked.flag = *flag;
+        return true;
+    }
     if (chosen_.option == nullptr || name != chosen_.option)
         return wrong("has no option " + shown + "; an operand that begins with '-' stands behind '--'.");
     if (asked.option_value != nullptr) return wrong("takes " + shown + " once.");
@@ -70,6 +77,14 @@ bool word_reader::read_option(std::string_view name, operand_list& words)
     asked.option_value = words[0];
     words = words.subspan(1);
     return true;
+}
+
+/// The flags of the command in one text, "-a, -b".
+std::string word_reader::all_flags() const
+{
+    std::string all;
+    for (const char* const flag : chosen_.flags) all.append(all.empty() ? "" : ", ").append(flag);
+    return all;
 }
 
 /// Reads the words behind the name of a command.

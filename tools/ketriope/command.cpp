@@ -7,8 +7,9 @@ namespace ketriope::tool {
 
 namespace {
 
-constexpr std::array<const command*, 8> k_commands{
-    &k_info, &k_grep, &k_catalogue_check, &k_catalogue_list, &k_explain, &k_log, &k_help, &k_version};
+constexpr std::array<const command*, 11> k_commands{
+    &k_info,           &k_cat,     &k_pack, &k_unpack, &k_grep,   &k_catalogue_check,
+    &k_catalogue_list, &k_explain, &k_log,  &k_help,   &k_version};
 
 }  // namespace
 

@@ -24,6 +24,7 @@ using operand_list = std::span<const char* const>;
 struct request {
     std::vector<const char*> operands;   ///< as many as the command takes
     const char* option_value = nullptr;  ///< of the command's option; null without it
+    const char* flag = nullptr;          ///< the one that was given, as the command spells it; null for none
 };
 
 struct command {
@@ -34,12 +35,14 @@ struct command {
     std::size_t least;     ///< operands that it needs
     std::size_t most;      ///< operands that it takes
     outcome (*run)(const request& asked);
-    const char* option = nullptr;  ///< the option that it knows, which has a value; null for none
+    const char* option = nullptr;             ///< the option that it knows, which has a value; null for none
+    std::span<const char* const> flags = {};  ///< options without a value, of which one may be given
 };
 
 inline constexpr std::size_t k_any_number = ~std::size_t{0};
 
-extern const command k_info, k_grep, k_catalogue_check, k_catalogue_list, k_explain, k_log, k_help, k_version;
+extern const command k_info, k_cat, k_pack, k_unpack, k_grep, k_catalogue_check, k_catalogue_list, k_explain,
+    k_log, k_help, k_version;
 
 /// The commands, in the order in which the help lists them.
 std::span<const command* const> all_commands() noexcept;

@@ -17,12 +17,12 @@
 namespace ketriope::tool {
 namespace {
 
-bool output_is_terminal()
+bool is_terminal(std::FILE* stream)
 {
 #if defined(_WIN32)
-    return ::_isatty(::_fileno(stdout)) != 0;
+    return ::_isatty(::_fileno(stream)) != 0;
 #else
-    return ::isatty(STDOUT_FILENO) != 0;
+    return ::isatty(::fileno(stream)) != 0;
 #endif
 }
 
@@ -32,7 +32,7 @@ bool shows_colours()
     const char* const unwanted = ut_getenv("NO_COLOR");
     if (unwanted != nullptr && *unwanted != '\0') return false;
     const char* const terminal = ut_getenv("TERM");
-    return terminal != nullptr && std::string_view(terminal) != "dumb" && output_is_terminal();
+    return terminal != nullptr && std::string_view(terminal) != "dumb" && is_terminal(stdout);
 }
 
 }  // namespace
@@ -84,6 +84,13 @@ std::string counted(ut_uint64 number, const char* thing)
     return std::to_string(number) + ' ' + thing + (number == 1 ? "" : "s");
 }
 
+std::string share_of(ut_uint64 part, ut_uint64 whole)
+{
+    if (whole == 0) return {};
+    const ut_uint64 tenths = (part * 1000 + whole / 2) / whole;
+    return std::to_string(tenths / 10) + '.' + std::to_string(tenths % 10) + " %";
+}
+
 std::string row(const char* label, const std::string& value)
 {
     return zeoform("  %-14s ", label) + value + '\n';
@@ -93,6 +100,17 @@ std::string highlighted(const std::string& text)
 {
     static const bool coloured = shows_colours();
     return coloured && !text.empty() ? "\033[1;31m" + text + "\033[m" : text;
+}
+
+void print_content(std::string_view content)
+{
+    ut_msgman->flush();
+    std::fwrite(content.data(), 1, content.size(), stdout);
+}
+
+bool reports_are_seen()
+{
+    return is_terminal(stderr);
 }
 
 bool finish_output()

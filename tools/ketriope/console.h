@@ -36,11 +36,20 @@ std::string one_line(std::string_view text);
 /// A number of things, such as "1 byte" and "2 bytes".
 std::string counted(ut_uint64 number, const char* thing);
 
+/// A part in percent of the whole, such as "15.2 %"; none of a whole of 0.
+std::string share_of(ut_uint64 part, ut_uint64 whole);
+
 /// A line of a description: a label, and what is told.
 std::string row(const char* label, const std::string& value);
 
 /// The text as it is printed, made to stand out where the output is a terminal that shows colours.
 std::string highlighted(const std::string& text);
+
+/// Writes content to standard output as it is, behind the results that came before it.
+void print_content(std::string_view content);
+
+/// True where somebody sits in front of standard error.
+bool reports_are_seen();
 
 /// Writes out what standard output still holds. Errors: false, reported, if anything was lost on the way.
 bool finish_output();

@@ -140,7 +140,7 @@ A NUL in the line ends the match that is tried.
 constinit const command k_grep{
     .name = "grep",
     .operands = "<pattern> <file> {<more>}",
-    .summary = "show lines that match a regular expression",
+    .summary = "show lines that match a pattern",
     .details = k_details,
     .least = 2,
     .most = k_any_number,

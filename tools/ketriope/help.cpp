@@ -74,7 +74,7 @@ outcome run(const request& asked)
 constinit const command k_help{
     .name = "help",
     .operands = "[<command>]",
-    .summary = "tell how the program, or one command, is used",
+    .summary = "tell how the program is used",
     .details = "Tells how the program is used, or one of its commands.\n",
     .least = 0,
     .most = 2,

@@ -28,6 +28,7 @@ public:
     void finish();
 
     bool empty() const { return size_ == 0; }
+    ut_uint64 size() const { return size_; }
     std::string lines() const;
     std::string longest_line() const;
     std::string first_unprintable() const;
@@ -107,6 +108,15 @@ std::string survey::first_unprintable() const
     return zeoform("0x%02X at offset ", unprintable_->value) + std::to_string(unprintable_->offset);
 }
 
+/// The rows about what a compressor made of the content; none for a plain file.
+std::string storage_rows(const input_file& file, ut_uint64 size)
+{
+    if (!file.is_compressed()) return {};
+    const std::string share = share_of(static_cast<ut_uint64>(file.size()), size);
+    return row("content", counted(size, "byte") + (share.empty() ? "" : ", stored in " + share)) +
+           row("blocks", std::to_string(file.blocks()) + (file.is_cut_short() ? ", cut short" : ""));
+}
+
 /// Writes all there is to tell of an open file; false if its content could not be read.
 bool describe(input_file& file)
 {
@@ -116,10 +126,11 @@ bool describe(input_file& file)
     std::string text = file.shown_name() + '\n' + row("form", file.form()) +
                        row("size on disk", counted(static_cast<ut_uint64>(file.size()), "byte"));
     if (!file.failed())
-        text += row("lines", content.lines()) + row("longest line", content.longest_line()) +
-                row("unprintable", content.first_unprintable());
+        text += storage_rows(file, content.size()) + row("lines", content.lines()) +
+                row("longest line", content.longest_line()) + row("unprintable", content.first_unprintable());
     print(text);
     if (!file.failed() && content.empty()) report_warning("'" + file.shown_name() + "' is empty.");
+    if (file.is_cut_short()) file.warn_of_cut();
     return !file.failed();
 }
 
@@ -140,6 +151,8 @@ constexpr char k_details[] = R"(Tells of each file:
   form           how it is stored, as its first bytes say: plain, packed, GCA
                  or GCB
   size on disk
+  content        of a compressed file: its size, and the share that is stored
+  blocks         of a compressed file
   lines          which end in LF or CR LF
   longest line   its length without its end, and the first line that has it
   unprintable    the first byte other than blank to '~', tab, LF and CR, and its
@@ -151,7 +164,7 @@ constexpr char k_details[] = R"(Tells of each file:
 constinit const command k_info{
     .name = "info",
     .operands = "<file> {<more>}",
-    .summary = "tell the form, size and lines of files",
+    .summary = "tell form, size and lines of files",
     .details = k_details,
     .least = 1,
     .most = k_any_number,

@@ -36,9 +36,20 @@ void input_file::open()
 {
     ut_file.clearerror();
     stream_ = ut_file.open(name_.c_str(), UT_ACCESS_READ, 0);
-    if (stream_ != nullptr) return;
+    if (stream_ != nullptr) return read_over_short_blocks();
     const int error = ut_file.geterror();  // packed data without a version are reported, and leave none
     fail(error != 0 ? reason_of(error) : "it ends behind its signature");
+}
+
+/// A stream ends behind a block that is shorter than its buffer, as a flush in mid-file leaves one. Read
+/// in pieces, which a seek away from the start brings about, it goes on over them.
+void input_file::read_over_short_blocks()
+{
+    if ((stream_->getaccess() & (UT_ACCESS_GCA | UT_ACCESS_GCB)) == 0) return;
+    unsigned char first = 0;
+    if (stream_->peek(&first, 1) != 1) return;
+    ahead_.assign(1, static_cast<char>(first));
+    stream_->setfoffset(1);
 }
 
 void input_file::fail(const std::string& reason)
@@ -56,6 +67,31 @@ const char* input_file::form() const
     return "plain";
 }
 
+bool input_file::is_compressed() const
+{
+    return stream_->is_access_compressed() != 0;
+}
+
+ut_int64 input_file::bytes_read() const
+{
+    return stream_->get_rawoffset();
+}
+
+ut_uint64 input_file::blocks() const
+{
+    return stream_->get_block_count();
+}
+
+bool input_file::is_cut_short() const
+{
+    return stream_->is_cut_short() != 0;
+}
+
+void input_file::warn_of_cut() const
+{
+    report_warning("'" + shown_name_ + "' ends too early: what comes before that was read.");
+}
+
 ut_int64 input_file::size() const
 {
     return ut_file.getsize(name_.c_str());
@@ -65,14 +101,16 @@ std::string_view input_file::next()
 {
     if (failed_) return {};
     piece_.resize(k_piece);
-    const int count = stream_->read(piece_.data(), static_cast<int>(piece_.size()));
+    const std::size_t known = ahead_.copy(reinterpret_cast<char*>(piece_.data()), ahead_.size());
+    ahead_.clear();
+    const int count = stream_->read(piece_.data() + known, static_cast<int>(k_piece - known));
     if (const int error = stream_->geterror(); error != 0) {
         fail(error == ENOTSUP
                  ? "its content is stored in the form "s + form() + ", which this version cannot decode"
                  : reason_of(error));
         return {};
     }
-    return {reinterpret_cast<const char*>(piece_.data()), static_cast<std::size_t>(count)};
+    return {reinterpret_cast<const char*>(piece_.data()), known + static_cast<std::size_t>(count)};
 }
 
 bool line_reader::next()

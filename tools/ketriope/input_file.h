@@ -25,8 +25,17 @@ public:
     const std::string& shown_name() const { return shown_name_; }
     /// How the content is stored, by the file's signature: "plain", "packed", "GCA" or "GCB".
     const char* form() const;
+    bool is_compressed() const;
     /// Units: bytes on disk.
     ut_int64 size() const;
+    /// How much of the file was read so far. Units: bytes on disk.
+    ut_int64 bytes_read() const;
+    /// Compressed blocks that were read so far.
+    ut_uint64 blocks() const;
+    /// True when compressed data ended before their own end.
+    bool is_cut_short() const;
+    /// Says so.
+    void warn_of_cut() const;
 
     /// Returns the next bytes of the content; none at its end and after a failure.
     ///
@@ -38,11 +47,13 @@ public:
 
 private:
     void open();
+    void read_over_short_blocks();
 
     std::string name_;
     std::string shown_name_;
     UT_STREAM* stream_ = nullptr;
     std::vector<unsigned char> piece_;
+    std::string ahead_;  ///< content that was read when the file was opened
     bool failed_ = false;
 };
 

@@ -129,6 +129,7 @@ long UT_GCOMP::write(const unsigned char* from, long length)
     if (produced == 0) lost_ = 1;
     inner_->write(static_cast<int>(produced));
     inner_->write(block_.get(), static_cast<int>(produced));
+    ++blocks_;
     return length;
 }
 
@@ -168,11 +169,17 @@ std::int32_t UT_GCOMP::read_block(unsigned char* out)
 /// cut short, are the end, too: what follows could not be told from content.
 std::int32_t UT_GCOMP::next_block()
 {
+    if (ended_ != 0) return -1;
     int size = 0;
-    const bool whole = ended_ == 0 && inner_->read(size) == k_count_bytes && size >= 0 &&
+    const int counted = inner_->read(size);
+    const bool whole = counted == k_count_bytes && size >= 0 &&
                        static_cast<unsigned int>(size) <= UT_GCOMPALG::k_most &&
                        inner_->read(block_.get(), size) == size;
-    if (whole) return size;
+    if (whole) {
+        ++blocks_;
+        return size;
+    }
     ended_ = 1;
+    cut_short_ = counted != 0;
     return -1;
 }

@@ -123,6 +123,23 @@ void UT_IO_DEVICE::reset_device()
     huf_version_ = 0;
 }
 
+const ketriope::data_coder* UT_IO_DEVICE::coder_in_use() const
+{
+    return mode_ == UT_IO_RAW ? nullptr : mode_ == UT_IO_PAK ? pak_ : gcomp_;
+}
+
+ut_uint64 UT_IO_DEVICE::get_block_count() const
+{
+    const ketriope::data_coder* const coder = coder_in_use();
+    return coder != nullptr ? coder->blocks() : 0;
+}
+
+unsigned char UT_IO_DEVICE::is_cut_short() const
+{
+    const ketriope::data_coder* const coder = coder_in_use();
+    return coder != nullptr && coder->is_cut_short();
+}
+
 int UT_IO_DEVICE::take_coder_error()
 {
     if (is_compressed() == 0) return 0;

@@ -62,6 +62,8 @@ public:
     }
     void finish() override { blocks_.flush(); }
     int take_error() override { return blocks_.take_error(); }
+    ut_uint64 blocks() const override { return blocks_.get_block_count(); }
+    bool is_cut_short() const override { return blocks_.is_cut_short() != 0; }
 
 private:
     UT_GCOMP blocks_;

@@ -33,6 +33,10 @@ public:
     virtual void finish() = 0;
     /// The `errno` of a failure that the device has not seen, which is then forgotten; 0 without one.
     virtual int take_error() { return 0; }
+    /// How many blocks of compressed data were read or written so far.
+    virtual ut_uint64 blocks() const { return 0; }
+    /// True when the compressed data ended where they could not end, as in a file that was cut.
+    virtual bool is_cut_short() const { return false; }
     /// What a packer writes; not asked of the others.
     virtual coder_versions versions() const { return {}; }
 };

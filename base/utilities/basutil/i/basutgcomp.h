@@ -81,6 +81,10 @@ public:
     /// Tells the `errno` of the last failure of the file, or `EFBIG` when content was lost in a block, and
     /// forgets it; 0 without one.
     int take_error();
+    /// Whole blocks that were read or written so far.
+    ut_uint64 get_block_count() const { return blocks_; }
+    /// True once a read has met a block that is cut short, or a count that cannot be.
+    unsigned char is_cut_short() const { return cut_short_ != 0; }
 
 private:
     std::int32_t next_block();
@@ -95,4 +99,6 @@ private:
     std::int32_t count_ = 0;   ///< staged bytes
     std::int32_t ended_ = 0;   ///< no further block is to be had
     std::int32_t lost_ = 0;    ///< content did not fit into a block
+    std::int32_t cut_short_ = 0;
+    ut_uint64 blocks_ = 0;
 };

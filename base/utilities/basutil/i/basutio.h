@@ -61,6 +61,11 @@ public:
     unsigned char is_compressed() const { return mode_ < UT_IO_RAW; }
     char get_pak_version() const { return pak_version_; }
     char get_huf_version() const { return huf_version_; }
+    /// How many blocks of compressed data the compressor in use has read or written so far.
+    ut_uint64 get_block_count() const;
+    /// True when compressed data ended where they could not end, as in a file that was cut. It is noticed
+    /// by the read that meets the end.
+    unsigned char is_cut_short() const;
 
 protected:
     /// Reads up to `count` bytes of content.
@@ -104,6 +109,7 @@ private:
     static constexpr ut_int64 k_end_mark = 0xffffffff;
 
     ketriope::data_coder*& coder_slot();
+    const ketriope::data_coder* coder_in_use() const;
     ketriope::data_coder* coder();
 
     UT_IO_DEVICE_MODE mode_ = UT_IO_RAW;
