@@ -121,25 +121,31 @@ TEST_F(KetriopeTool, InfoWarnsOfAnEmptyFile)
 
 TEST_F(KetriopeTool, InfoTellsTheFormOfACompressedFileBySignature)
 {
-    const std::vector<std::pair<std::string, std::string>> k_cases{
+    struct {
+        std::string content, form, blocks;
+    } const k_cases[]{
         {"\x5a\x5a\xa5\xa5\xc3\xc3\x71"
          "11",
-         "packed"},
+         "packed", "0"},
+        {"\x5b\x5b\xa6\xa6\xc4\xc4\x72", "GCA", "0"},
         {"\x5b\x5b\xa6\xa6\xc4\xc4\x72"
-         "....",
-         "GCA"},
+         "...",
+         "GCA", "0, cut short"},
         {"\x5c\x5c\xa7\xa7\xc5\xc5\x73"
          "....",
-         "GCB"},
+         "GCB", "0, cut short"},
     };
-    for (const auto& [content, form] : k_cases) {
+    for (const auto& [content, form, blocks] : k_cases) {
         const std::string name = file("a." + form, content);
         const child_result result = tool({"info", name});
-        EXPECT_EQ(result.out, name + "\n  form           " + form + "\n  size on disk   " +
-                                  std::to_string(content.size()) + " bytes\n");
-        EXPECT_EQ(result.err, error("Cannot read '" + name + "': its content is stored in the form " + form +
-                                    ", which this version cannot decode."));
-        EXPECT_EQ(result.exit_status, 2);
+        EXPECT_THAT(result.out,
+                    StartsWith(name + "\n  form           " + form + "\n  size on disk   " +
+                               std::to_string(content.size()) +
+                               " bytes\n  content        0 bytes\n  blocks         " + blocks + "\n"));
+        const std::string cut =
+            blocks == "0" ? "" : warning("'" + name + "' ends too early: what comes before that was read.");
+        EXPECT_EQ(result.err, warning("'" + name + "' is empty.") + cut);
+        EXPECT_EQ(result.exit_status, 0);
     }
 }
 
@@ -359,15 +365,17 @@ TEST_F(KetriopeTool, GrepWarnsOfAnEmptyFile)
     EXPECT_EQ(result.exit_status, 1);
 }
 
-TEST_F(KetriopeTool, GrepOfACompressedFileSaysThatItCannot)
+TEST_F(KetriopeTool, GrepFindsItsLinesInACompressedFile)
 {
-    const std::string name = file("a.gca", "\x5b\x5b\xa6\xa6\xc4\xc4\x72....");
-    const child_result result = tool({"grep", "x", name});
-    EXPECT_EQ(result.out, "");
-    EXPECT_EQ(result.err,
-              error("Cannot read '" + name +
-                    "': its content is stored in the form GCA, which this version cannot decode."));
-    EXPECT_EQ(result.exit_status, 2);
+    const std::string name = file("a", "one\ntwo\nthree\n");
+    for (const char* form : {"-packed", "-gca", "-gcb"}) {
+        const std::string stored = path("stored");
+        EXPECT_EQ(tool({"pack", form, name, stored}).exit_status, 0);
+        const child_result result = tool({"grep", "t", stored});
+        EXPECT_EQ(result.out,
+                  stored + ":2:1-1: two\n" + stored + ":3:1-1: three\n\n  2 of 3 lines   " + stored + "\n");
+        EXPECT_EQ(result.exit_status, 0);
+    }
 }
 
 TEST_F(KetriopeTool, GrepOfWhatIsNoPatternSaysWhyAndReadsNothing)
@@ -420,8 +428,8 @@ TEST_F(KetriopeTool, HelpShowsTheCommandsTheExitStatusAndTheEnvironment)
     const child_result help = tool({"--help"});
     EXPECT_EQ(help.exit_status, 0);
     EXPECT_EQ(help.err, "");
-    EXPECT_THAT(help.out, HasSubstr("\n  info <file> {<more>}             tell the form"));
-    EXPECT_THAT(help.out, HasSubstr("\n  grep <pattern> <file> {<more>}   show lines"));
+    EXPECT_THAT(help.out, HasSubstr("\n  info <file> {<more>}                  tell form"));
+    EXPECT_THAT(help.out, HasSubstr("\n  grep <pattern> <file> {<more>}        show lines"));
     EXPECT_THAT(help.out, HasSubstr("\n  0   all was done"));
     EXPECT_THAT(help.out, HasSubstr("\n  1   the answer is no: grep matched nothing, "));
     EXPECT_THAT(help.out, HasSubstr("\n  2   a file could not be read"));
@@ -464,7 +472,8 @@ TEST_F(KetriopeTool, HelpFitsIntoEightyColumns)
 {
     for (const words& arguments :
          {words{"--help"}, words{"help", "info"}, words{"help", "grep"}, words{"help", "catalogue"},
-          words{"help", "explain"}, words{"help", "log"}}) {
+          words{"help", "explain"}, words{"help", "log"}, words{"help", "pack"}, words{"help", "unpack"},
+          words{"help", "cat"}, words{"help", "segments"}, words{"help", "extract"}}) {
         std::istringstream lines(tool(arguments).out);
         for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 80U) << line;
     }
@@ -501,7 +510,14 @@ TEST_F(KetriopeTool, WhatMakesNoSenseIsReportedWithAWayOut)
         {{"catalogue", "list", "x"},
          "'catalogue list' has no use for 'x'. Try 'ketriope help catalogue list'."},
         {{"catalogue list"}, "There is no command 'catalogue list'. Try 'ketriope --help'."},
-        {{"cat"}, "There is no command 'cat'. Try 'ketriope --help'."},
+        {{"cat"}, "'cat' needs <file>. Try 'ketriope help cat'."},
+        {{"cata"}, "There is no command 'cata'. Try 'ketriope --help'."},
+        {{"pack", "a"}, "'pack' needs [-packed|-gca|-gcb] <in> <out>. Try 'ketriope help pack'."},
+        {{"pack", "-gca", "-gcb", "a", "b"},
+         "'pack' takes one of its options -packed, -gca, -gcb. Try 'ketriope help pack'."},
+        {{"unpack", "-gca", "a", "b"},
+         "'unpack' has no option '-gca'; an operand that begins with '-' stands behind '--'. Try 'ketriope "
+         "help unpack'."},
         {{"log"}, "'log' needs <file> [-html <page>]. Try 'ketriope help log'."},
         {{"log", "a", "b"}, "'log' has no use for 'b'. Try 'ketriope help log'."},
         {{"log", "a", "-html"}, "'log' needs a value behind '-html'. Try 'ketriope help log'."},

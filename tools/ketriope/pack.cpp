@@ -127,7 +127,7 @@ constinit const command k_pack{
 constinit const command k_unpack{
     .name = "unpack",
     .operands = "<in> <out>",
-    .summary = "write the content of a file as a plain one",
+    .summary = "expand a file",
     .details = k_unpack_details,
     .least = 2,
     .most = 2,
