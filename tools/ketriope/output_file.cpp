@@ -80,6 +80,10 @@ output_file::~output_file()
 /// Lets go of stream and file; the result is the `errno` of what failed, or 0.
 int output_file::close()
 {
+    try {
+        stream_->destroy_me();  // which may raise, as the destructor then does not
+    } catch (int) {  // the failure was reported, or there was none to report
+    }
     stream_.reset();
     return std::fclose(std::exchange(file_, nullptr)) == 0 ? 0 : errno;
 }

@@ -214,6 +214,7 @@ void UTPAK_DATA::pak_block(const unsigned char* data, ut_long length)
     literals_->rebuild();
     offsets_->rebuild();
     put_tokens(tokens);
+    ++blocks_;
 }
 
 /// Cuts what is new in the window into literals and matches.
@@ -407,6 +408,7 @@ bool UTPAK_DATA::get_weights()
     offsets_->rebuild();
     tables_->literals.take(*literals_);
     tables_->offsets.take(*offsets_);
+    ++blocks_;
     return true;
 }
 

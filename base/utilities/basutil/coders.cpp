@@ -31,6 +31,12 @@ public:
         packer_->pak(reinterpret_cast<char*>(data), signed_count(count));
     }
     void finish() override { delete std::exchange(packer_, nullptr); }
+    ut_uint64 blocks() const override { return packer_->get_block_count(); }
+    // Nothing at all behind the signature is an empty file, and whole.
+    bool is_cut_short() const override
+    {
+        return packer_->is_end_of_pakio() != 0 && packer_->get_curr_offset() > 0;
+    }
     coder_versions versions() const override
     {
         coder_versions written;

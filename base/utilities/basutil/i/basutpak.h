@@ -54,6 +54,8 @@ public:
     /// Errors: a match that begins in front of the content is message 1103, and the process ends with 1.
     long unpak(char* out, long length);
     void getversion(char& pak_version, char& huf_version) const;
+    /// Blocks that were written, or whose table was read, so far.
+    ut_uint64 get_block_count() const { return blocks_; }
 
 protected:
     /// Where in the table the three bytes at `position` belong, 0 to 65535; -1 where fewer are left.
@@ -91,6 +93,7 @@ private:
     void append_match(ut_long offset, ut_long length);
     void refuse_offset();
 
+    ut_uint64 blocks_ = 0;
     char version_;
     unsigned char ended_ = 0;          ///< the end mark was read
     unsigned char* window_ = nullptr;  ///< memory of `malloc`
