@@ -20,9 +20,6 @@ constexpr ketriope::site k_no_rewind{.module = "basutio", .exit_value = 1};
 
 constexpr char k_version = '1';  ///< of both coders; a version of 0 means this one
 
-/// Only a small piece at a time is dropped on the way to a position.
-constexpr ut_int64 k_dropped_at_once = 256;
-
 /// A count of bytes as the raw operations take it.
 int raw_count(std::size_t count)
 {
@@ -81,11 +78,9 @@ long UT_IO_DEVICE::set_offset(long position)
     }
     end_coder(coder_slot());
     position_ = 0;
-    const ut_int64 target = is_end_mark(position) ? 0 : position;
-    while (position_ < target) {
-        unsigned char dropped[k_dropped_at_once];
-        const auto count = static_cast<std::size_t>(std::min(k_dropped_at_once, target - position_));
-        if (get_data(dropped, count) <= 0) break;
+    if (position > 0 && !is_end_mark(position)) {
+        if (ketriope::data_coder* const source = coder(); source != nullptr)
+            position_ = static_cast<std::uint32_t>(source->skip(static_cast<std::size_t>(position)));
     }
     return static_cast<long>(position_);
 }

@@ -307,7 +307,7 @@ long UTPAK_DATA::unpak(char* out, long length)
         if (end_ < target && !unpak_token()) break;
     }
     const ut_long count = std::min(target, end_) - processed_;
-    std::memcpy(out, window() + processed_, static_cast<std::size_t>(count));
+    if (out != nullptr) std::memcpy(out, window() + processed_, static_cast<std::size_t>(count));
     processed_ += count;
     shrinkunpacked();
     return count;

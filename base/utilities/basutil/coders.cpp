@@ -45,6 +45,11 @@ public:
     }
 
 private:
+    std::size_t drop_piece(std::size_t count) override
+    {
+        constexpr std::size_t k_piece = 16'384;  // as a stream reads; the window must hold it
+        return static_cast<std::size_t>(packer_->unpak(nullptr, signed_count(std::min(count, k_piece))));
+    }
     static long signed_count(std::size_t count)
     {
         return static_cast<long>(std::min<std::size_t>(count, LONG_MAX));

@@ -28,6 +28,8 @@ public:
     /// Reads up to `count` bytes of content; 0 at the end. See `UT_IO_DEVICE::get_data` on the room that
     /// `out` must have.
     virtual std::size_t read(unsigned char* out, std::size_t count) = 0;
+    /// Reads up to `count` bytes and drops them; returns how many there were.
+    std::size_t skip(std::size_t count);
     virtual void write(const unsigned char* from, std::size_t count) = 0;
     /// Completes what was written; nothing else is called afterwards. A broken contract may be raised.
     virtual void finish() = 0;
@@ -39,6 +41,10 @@ public:
     virtual bool is_cut_short() const { return false; }
     /// What a packer writes; not asked of the others.
     virtual coder_versions versions() const { return {}; }
+
+private:
+    /// Reads and drops a piece of up to `count` bytes; a small one, so that no block is read whole.
+    virtual std::size_t drop_piece(std::size_t count);
 };
 
 /// Makes a coder for the device, which outlives it. The mode is not `UT_IO_RAW`.

@@ -50,7 +50,8 @@ public:
     void pak(char* data, long length);
     /// Reads up to `length` bytes of content, 2^30 at most, and returns how many there were.
     ///
-    /// Shape: fewer only at the end. Where the input was cut off, that is all that was complete.
+    /// Shape: fewer only at the end; where the input was cut off, all that was complete. With a null `out`
+    /// they are dropped.
     /// Errors: a match that begins in front of the content is message 1103, and the process ends with 1.
     long unpak(char* out, long length);
     void getversion(char& pak_version, char& huf_version) const;
