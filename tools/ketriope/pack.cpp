@@ -100,8 +100,8 @@ interrupted. A terminal shows how far the work has come.
 
 constexpr char k_unpack_details[] =
     R"(Writes the content of a file to another file, which is plain. The form of the
-first is told by its signature; a plain one is copied. The new file gets its name
-when it is complete, as with 'ketriope pack'.
+first is told by its signature; a plain one is copied. The new file gets its
+name when it is complete, as with 'ketriope pack'.
 
 A file that ends too early is unpacked as far as it goes, which is told.
 )";

@@ -3,10 +3,10 @@
 //   1. the message database is put in charge; it is made when the first message needs it; streams get
 //      their compressors
 //   2. ut_msgman   on the heap, and never destroyed: a report may come after all else has ended
-//   3. the default growth step of arrays is read from the environment, and kept
-//   4. ut_memmgr   installs the new-handler; never destroyed
-//   5. the pools   sm_memmngr with the classes of bit vectors and of ut_stringmem; never destroyed, as
+//   3. ut_memmgr   installs the new-handler; never destroyed
+//   4. the pools   sm_memmngr with the classes of bit vectors and of ut_stringmem; never destroyed, as
 //                  late destructors give their elements back
+//   5. the default growth step of arrays is read from the environment, and kept
 //   6. ut_file     checks TEMP when it is built; at the end it closes what is still open, and deletes
 //                  the temporary files
 //
@@ -80,10 +80,10 @@ public:
         if (ketriope_shared.copies++ > 0) return;
         building = true;
         ut_msgman = new UT_MSGMAN;
-        default_growth_step();
         new (&memory_manager.object) UT_MEMMGR;
         new (&string_pool.object) UT_SM_SMALLMEM(sizeof(UT_STROBJ), 0);
         build_bit_vector_pool();
+        default_growth_step();
         ketriope_shared.files = new (&file_manager.object) UT_FILEMANAGER;
         building = false;
     }
