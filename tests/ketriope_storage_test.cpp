@@ -214,6 +214,70 @@ TEST_F(KetriopeStorage, DamagedPackedDataLeaveTheOldFile)
     EXPECT_GT(ended_by_the_library, 0);
 }
 
+TEST_F(KetriopeStorage, SegmentsListsTheDirectoryInColumns)
+{
+    EXPECT_EQ(run_child(child_program("ketriope_storage_child"), {path("log"), path("indexed")}).exit_status,
+              0);
+    const child_result result = tool({"segments", path("indexed")});
+    EXPECT_EQ(result.out, path("indexed") + "\n  data version   7.3\n  segments       3\n\n"
+                                            "  size  type  data  name\n"
+                                            "     5     1    -1  head\n"
+                                            "     0    20     0  \n"
+                                            "  1000   300  4000  a name<0A>of two lines\n");
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.exit_status, 0);
+}
+
+TEST_F(KetriopeStorage, ExtractWritesOneSegment)
+{
+    EXPECT_EQ(run_child(child_program("ketriope_storage_child"), {path("log"), path("indexed")}).exit_status,
+              0);
+    const child_result head = tool({"extract", path("indexed"), "head", path("out")});
+    EXPECT_EQ(head.out, path("out") + ": 5 bytes\n");
+    EXPECT_EQ(head.exit_status, 0);
+    EXPECT_EQ(bytes_at(path("out")), "HEAD.");
+    EXPECT_EQ(tool({"extract", path("indexed"), "", path("out")}).out, path("out") + ": 0 bytes\n");
+    EXPECT_EQ(bytes_at(path("out")), "");
+    EXPECT_EQ(tool({"extract", path("indexed"), "a name\nof two lines", path("out")}).exit_status, 0);
+    EXPECT_EQ(bytes_at(path("out")), std::string(1'000, 'x'));
+
+    const child_result missing = tool({"extract", path("indexed"), "tail", path("out")});
+    EXPECT_EQ(missing.err, error("'" + path("indexed") + "' has no segment 'tail'."));
+    EXPECT_EQ(missing.exit_status, 2);
+    EXPECT_EQ(bytes_at(path("out")), std::string(1'000, 'x'));
+}
+
+TEST_F(KetriopeStorage, ASegmentThatIsCutIsTold)
+{
+    EXPECT_EQ(run_child(child_program("ketriope_storage_child"), {path("log"), path("indexed")}).exit_status,
+              0);
+    std::string bytes = bytes_at(path("indexed"));
+    const std::size_t size_of_head = bytes.find("head") + 5 + 4;  // behind its name and its offset
+    bytes[size_of_head + 1] = '\x7F';
+    const std::string forged = file("forged", bytes);
+    const child_result result = tool({"extract", forged, "head", path("out")});
+    EXPECT_EQ(result.err, warning("'" + forged + "' ends within segment 'head': what is there was read."));
+    EXPECT_EQ(result.exit_status, 1);
+    EXPECT_EQ(bytes_at(path("out")), bytes.substr(128));
+}
+
+TEST_F(KetriopeStorage, WhatIsNoIndexedFileIsTold)
+{
+    for (const std::string& content : {std::string(), std::string("text"), std::string(200, '\0')}) {
+        const std::string name = file("other", content);
+        const child_result result = tool({"segments", name});
+        EXPECT_EQ(result.out, "");
+        EXPECT_EQ(result.err,
+                  error("Cannot read '" + name + "': it is no indexed file, or one that was not completed."));
+        EXPECT_EQ(result.exit_status, 2);
+    }
+    EXPECT_EQ(tool({"segments", path("none")}).err,
+              error("Cannot read '" + path("none") + "': there is no such file."));
+    const std::string directory = fs::path(path("x")).parent_path().string();
+    EXPECT_EQ(tool({"segments", directory}).err,
+              error("Cannot read '" + directory + "': it is a directory."));
+}
+
 TEST_F(KetriopeStorage, LongWorkShowsABarOnATerminalOnly)
 {
     const std::string from = file("from", std::string(5 << 20, 'x'));

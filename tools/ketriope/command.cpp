@@ -7,8 +7,8 @@ namespace ketriope::tool {
 
 namespace {
 
-constexpr std::array<const command*, 11> k_commands{
-    &k_info,           &k_cat,     &k_pack, &k_unpack, &k_grep,   &k_catalogue_check,
+constexpr std::array<const command*, 13> k_commands{
+    &k_info,           &k_cat,     &k_pack, &k_unpack, &k_segments, &k_extract, &k_grep, &k_catalogue_check,
     &k_catalogue_list, &k_explain, &k_log,  &k_help,   &k_version};
 
 }  // namespace

@@ -41,8 +41,8 @@ struct command {
 
 inline constexpr std::size_t k_any_number = ~std::size_t{0};
 
-extern const command k_info, k_cat, k_pack, k_unpack, k_grep, k_catalogue_check, k_catalogue_list, k_explain,
-    k_log, k_help, k_version;
+extern const command k_info, k_cat, k_pack, k_unpack, k_segments, k_extract, k_grep, k_catalogue_check,
+    k_catalogue_list, k_explain, k_log, k_help, k_version;
 
 /// The commands, in the order in which the help lists them.
 std::span<const command* const> all_commands() noexcept;

@@ -17,14 +17,24 @@ constexpr std::size_t k_piece = 65536;
 
 }  // namespace
 
+void report_unreadable(const std::string& shown_name, const std::string& reason)
+{
+    report_error("Cannot read '" + shown_name + "': " + reason + ".");
+}
+
+bool can_be_read(const char* name)
+{
+    const bool is_directory = ut_file.isdir(name) != 0;
+    if (!is_directory && (ut_file.exist(name) == 0 || ut_file.isfile(name) != 0)) return true;
+    report_unreadable(printable(name),
+                      is_directory ? "it is a directory" : "it is neither a file nor a directory");
+    return false;
+}
+
 input_file::input_file(const char* name) : name_(name), shown_name_(printable(name))
 {
-    if (ut_file.isdir(name))
-        fail("it is a directory");
-    else if (ut_file.exist(name) && !ut_file.isfile(name))
-        fail("it is neither a file nor a directory");
-    else
-        open();
+    failed_ = !can_be_read(name);
+    if (!failed_) open();
 }
 
 input_file::~input_file()
@@ -55,7 +65,7 @@ void input_file::read_over_short_blocks()
 void input_file::fail(const std::string& reason)
 {
     failed_ = true;
-    report_error("Cannot read '" + shown_name_ + "': " + reason + ".");
+    report_unreadable(shown_name_, reason);
 }
 
 const char* input_file::form() const

@@ -12,6 +12,12 @@ class UT_STREAM;
 
 namespace ketriope::tool {
 
+/// True unless it is a directory or a device, which is reported.
+bool can_be_read(const char* name);
+
+/// Reports that a file cannot be read, and why.
+void report_unreadable(const std::string& shown_name, const std::string& reason);
+
 class input_file {
 public:
     /// Opens the file. Errors: what stands in the way is reported, and `is_open` is false.

@@ -82,7 +82,7 @@ int output_file::close()
 {
     try {
         stream_->destroy_me();  // which may raise, as the destructor then does not
-    } catch (int) {  // the failure was reported, or there was none to report
+    } catch (int) {             // the failure was reported, or there was none to report
     }
     stream_.reset();
     return std::fclose(std::exchange(file_, nullptr)) == 0 ? 0 : errno;
