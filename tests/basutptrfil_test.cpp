@@ -282,6 +282,7 @@ protected:
     }
     void read_back(const std::string& bytes, const auto& work)
     {
+        std::filesystem::remove(path);
         write_file(path, bytes);
         UT_PTRFILE in(UT_ACCESS_READ);
         ASSERT_EQ(ut_file.open(path.c_str(), &in, 0), &in);
