@@ -3,6 +3,7 @@
 #pragma once
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <new>
 #include <thread>
 
@@ -14,7 +15,11 @@ namespace ketriope {
 /// Threads: safe from several at once.
 class free_list {
 public:
-    constexpr explicit free_list(std::size_t size) noexcept : size_(size) {}
+    /// A list for blocks of `size` bytes, of which it keeps no more than `most`.
+    constexpr explicit free_list(std::size_t size, std::size_t most = SIZE_MAX) noexcept
+        : size_(size), most_(most)
+    {
+    }
     free_list(const free_list&) = delete;
     free_list& operator=(const free_list&) = delete;
 
@@ -25,6 +30,7 @@ public:
             if (first_ != nullptr) {
                 link* const block = first_;
                 first_ = block->next;
+                --kept_;
                 return block;
             }
         }
@@ -34,9 +40,7 @@ public:
     void give(void* block, std::size_t size) noexcept
     {
         if (block == nullptr) return;
-        if (size != size_) return ::operator delete(block);
-        const turn held(busy_);
-        first_ = new (block) link{first_};
+        if (size != size_ || !keep(block)) ::operator delete(block);
     }
 
 private:
@@ -59,7 +63,18 @@ private:
         std::atomic_flag& busy_;
     };
 
+    bool keep(void* block) noexcept
+    {
+        const turn held(busy_);
+        if (kept_ == most_) return false;
+        first_ = new (block) link{first_};
+        ++kept_;
+        return true;
+    }
+
     std::size_t size_;  ///< of a block; no less than that of a pointer
+    std::size_t most_;
+    std::size_t kept_ = 0;
     link* first_ = nullptr;
     std::atomic_flag busy_;
 };

@@ -58,9 +58,11 @@ private:
     friend class utHashTable;
     struct chained;  ///< the second segment, which knows all that follow it
 
-    void** place(int index);
-    void** existing_place(int index);
-    void drop_chain();
+    struct stretch;  ///< neighbouring places
+
+    stretch stretch_from(int index) const;
+    void chain_on();
+    void drop_chain() noexcept;
 
     std::int32_t _capacity;
     void** _buffer;

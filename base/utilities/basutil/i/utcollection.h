@@ -84,7 +84,6 @@ protected:
     /// By `hashFun`, or else the low 28 bits of the address.
     unsigned HashValue(void* key) const;
 
-private:
     std::int32_t _size = 0;
     delete_function _delFun = nullptr;
     hash_function _hashFun = nullptr;

@@ -73,14 +73,14 @@ private:
     struct bucket;
     struct hit;
 
+    unsigned position_of(unsigned hash) const;
     bucket* bucket_at(unsigned position) const;
-    bucket* made_bucket_at(unsigned position);
-    unsigned position_of(void* data) const;
-    bool is_current(const bucket* found) const;
-    hit look_up(void* data) const;
+    bucket& make_bucket_at(unsigned position);
+    bool is_current(const bucket& some) const;
+    hit look_up(void* data, unsigned hash) const;
+    int add(void* data, unsigned hash);
+    void append(unsigned position, Element* node) noexcept;
     void rehash_path(unsigned position);
-    void put(bucket& target, Element* node, unsigned position);
-    void settle(void* data, int in_bucket);
 
     std::int32_t _initialSize;
     std::int32_t _lowest = 0;  ///< no bucket below it has an element; it fills what alignment leaves free

@@ -58,10 +58,16 @@ private:
     friend class utListGen;
     friend class utHashTable;
 
+    struct place {
+        Element* previous = nullptr;  ///< null in front of the head
+        Element* node = nullptr;      ///< null behind the tail
+    };
+
+    place place_of(void* data) const;
     Element* node_at(int index) const;
-    Element* node_of(void* data) const;
-    void append(Element* node) noexcept;
-    Element* take_behind(Element* previous) noexcept;
+    void link(Element* previous, Element* node) noexcept;
+    void* take(const place& from) noexcept;
+    Element* take_all() noexcept;
 
     Element* _head = nullptr;
     Element* _tail = nullptr;
@@ -109,5 +115,7 @@ public:
     static void operator delete(void*, void*) noexcept {}
 
 private:
+    friend class utHashTableGen;
+
     Element* _next = nullptr;
 };

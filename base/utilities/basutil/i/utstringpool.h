@@ -7,6 +7,7 @@
 #include "uttypes.h"
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 /// An entry of a string pool.
 ///
@@ -58,6 +59,9 @@ public:
     /// `getReference` and `delReference` of that pool.
     static const char* newRefString(const char* text);
     static void delRefString(const char* text);
+
+private:
+    std::string bucket_line() const;
 };
 
 /// `getReference` and `delReference` of the pool of the process.

@@ -1,0 +1,258 @@
+// tests/utcollection_test.cpp
+#include "utcollection.h"
+
+#include <cstdint>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "collection_model.h"
+#include "message_capture.h"
+
+namespace {
+
+using collection_model::element;
+
+/// Writes down which of its operations is called.
+class probe : public utCollection {
+public:
+    using utCollection::Compare;
+    using utCollection::HashValue;
+
+    const char* className() override { return called("className", "probe"); }
+    void* first() override { return called("first", nullptr); }
+    void* last() override { return called("last", nullptr); }
+    int insert(void*) override { return called("insert", 0); }
+    void* remove(void*) override { return called("remove(data)", nullptr); }
+    void* remove() override
+    {
+        DecSize();
+        return called("remove()", nullptr);
+    }
+    void* find(int) override { return called("find(index)", nullptr); }
+    void* find(void* data) override { return called("find(data)", data); }
+    void* replace(void*, int) override { return called("replace", nullptr); }
+    utColGen* newGen() override { return called("newGen", nullptr); }
+
+    std::vector<std::string> calls;
+
+private:
+    template <class T>
+    T called(const char* operation, T result)
+    {
+        calls.emplace_back(operation);
+        return result;
+    }
+};
+
+/// No more than what must be there.
+class bare : public utCollection {
+public:
+    int insert(void*) override { return 0; }
+    void* remove(void*) override { return nullptr; }
+    void* remove() override { return nullptr; }
+    void* find(int) override { return nullptr; }
+    void* find(void*) override { return nullptr; }
+    void* replace(void*, int) override { return nullptr; }
+    utColGen* newGen() override { return nullptr; }
+};
+
+/// Gives as many elements as it is told, and tells how many of its kind there are.
+class counted_gen : public utColGen {
+public:
+    explicit counted_gen(std::uintptr_t left) : left_(left) { ++living; }
+    counted_gen(const counted_gen&) = delete;
+    counted_gen& operator=(const counted_gen&) = delete;
+    ~counted_gen() override { --living; }
+    void* next() override { return element(left_ > 0 ? left_-- : 0); }
+
+    static int living;
+
+private:
+    std::uintptr_t left_;
+};
+int counted_gen::living = 0;
+
+class counted_collection : public bare {
+public:
+    explicit counted_collection(std::uintptr_t size) : size_(size) {}
+    utColGen* newGen() override { return new counted_gen(size_); }
+
+private:
+    std::uintptr_t size_;
+};
+
+TEST(UtCollection, StartsEmptyAndWithoutFunctions)
+{
+    const bare collection;
+    EXPECT_EQ(collection.Size(), 0);
+    EXPECT_EQ(collection.delFun(), nullptr);
+    EXPECT_EQ(collection.hashFun(), nullptr);
+    EXPECT_EQ(collection.compFun(), nullptr);
+}
+
+TEST(UtCollection, ACollectionWithoutAnOrderSaysSo)
+{
+    bare collection;
+    void* ends[] = {element(1), element(1)};
+    EXPECT_STREQ(collection.className(), "utCollection");
+    EXPECT_EQ(stdout_of([&] { ends[0] = collection.first(); }),
+              "unsupported AIM 'first' is called from class utCollection\n");
+    EXPECT_EQ(stdout_of([&] { ends[1] = collection.last(); }),
+              "unsupported AIM 'last' is called from class utCollection\n");
+    EXPECT_EQ(ends[0], nullptr);
+    EXPECT_EQ(ends[1], nullptr);
+}
+
+TEST(UtCollection, TheSizeStaysBetweenNothingAndTheGreatestNumber)
+{
+    struct full : bare {
+        full() { _size = std::numeric_limits<std::int32_t>::max() - 1; }
+    };
+    bare empty;
+    EXPECT_EQ(empty.DecSize(), 0);
+    EXPECT_EQ(empty.IncSize(), 1);
+    EXPECT_EQ(empty.IncSize(), 2);
+    EXPECT_EQ(empty.DecSize(), 1);
+    full crowded;
+    EXPECT_EQ(crowded.IncSize(), 2147483647);
+    EXPECT_EQ(crowded.IncSize(), 2147483647);
+    EXPECT_EQ(crowded.Size(), 2147483647);
+}
+
+TEST(UtCollection, ClearingRemovesUntilNothingIsLeft)
+{
+    probe collection;
+    collection.IncSize();
+    collection.IncSize();
+    collection.clear();
+    EXPECT_EQ(collection.calls, (std::vector<std::string>{"remove()", "remove()"}));
+}
+
+TEST(UtCollection, ContainsWhatIsFoundByData)
+{
+    probe collection;
+    EXPECT_TRUE(collection.contains(element(3)));
+    EXPECT_FALSE(collection.contains(nullptr));
+    EXPECT_EQ(collection.calls, (std::vector<std::string>{"find(data)", "find(data)"}));
+}
+
+TEST(UtCollection, ComparesAddressesAsUnsignedNumbersWithoutAFunction)
+{
+    probe collection;
+    EXPECT_EQ(collection.Compare(element(1), element(2)), -1);
+    EXPECT_EQ(collection.Compare(element(2), element(2)), 0);
+    EXPECT_EQ(collection.Compare(element(UINTPTR_MAX), element(1)), 1);
+    collection.setCompFun([](void* a, void*) { return a == element(1) ? 42 : -42; });
+    EXPECT_EQ(collection.Compare(element(1), element(2)), 42);
+    EXPECT_EQ(collection.Compare(element(3), element(2)), -42);
+    EXPECT_NE(collection.compFun(), nullptr);
+}
+
+TEST(UtCollection, HashesToTheLow28BitsWithoutAFunction)
+{
+    probe collection;
+    EXPECT_EQ(collection.HashValue(element(0x12345678)), 0x2345678U);
+    EXPECT_EQ(collection.HashValue(element(UINTPTR_MAX)), 0xFFFFFFFU);
+    collection.setHashFun([](void*) { return 0xFEDCBA98U; });
+    EXPECT_EQ(collection.HashValue(nullptr), 0xFEDCBA98U);
+}
+
+TEST(UtCollection, ACopyHasTheSameFields)
+{
+    bare collection;
+    collection.IncSize();
+    collection.setDelFun([](void*) {});
+    bare copy = collection;
+    EXPECT_EQ(copy.Size(), 1);
+    EXPECT_EQ(copy.delFun(), collection.delFun());
+    bare assigned;
+    assigned = collection;
+    EXPECT_EQ(assigned.Size(), 1);
+}
+
+#if !defined(_WIN32)
+/// Calls the operation in a slot as code compiled long ago would.
+template <class Result, class... Arguments>
+Result slot(void* object, std::size_t number, Arguments... arguments)
+{
+    using operation = Result (*)(void*, Arguments...);
+    return (*static_cast<operation**>(object))[number](object, arguments...);
+}
+
+TEST(UtCollection, ItsSlotsStandInTheirOrder)
+{
+    probe collection;  // slots 0 and 1 are the destructor's
+    slot<const char*>(&collection, 2);
+    slot<void*>(&collection, 3);
+    slot<void*>(&collection, 4);
+    slot<int>(&collection, 5, element(1));
+    slot<void*>(&collection, 6, element(1));
+    slot<void*>(&collection, 7);
+    slot<void*>(&collection, 8, 1);
+    slot<void*>(&collection, 9, element(1));
+    slot<void*>(&collection, 10, element(1), 1);
+    slot<utColGen*>(&collection, 11);
+    EXPECT_EQ(collection.calls,
+              (std::vector<std::string>{"className", "first", "last", "insert", "remove(data)", "remove()",
+                                        "find(index)", "find(data)", "replace", "newGen"}));
+    counted_gen generator(7);
+    EXPECT_STREQ(slot<const char*>(&generator, 2), "utColGen");
+    EXPECT_EQ(slot<void*>(&generator, 3), element(7));
+}
+#endif
+
+TEST(UtGenerator, WalksACollectionAndEndsItsGenerator)
+{
+    counted_collection two(2);
+    {
+        utGenerator generator(two);
+        EXPECT_STREQ(generator.className(), "utGenerator");
+        EXPECT_EQ(generator.next(), element(2));
+        EXPECT_EQ(generator.next(), element(1));
+        EXPECT_EQ(generator.next(), nullptr);
+        EXPECT_EQ(counted_gen::living, 1);
+    }
+    EXPECT_EQ(counted_gen::living, 0);
+}
+
+TEST(UtGenerator, HasNothingWithoutACollection)
+{
+    utGenerator generator;
+    EXPECT_EQ(generator.next(), nullptr);
+    bare nothing;
+    generator.initGen(nothing);
+    EXPECT_EQ(generator.next(), nullptr);
+}
+
+TEST(UtGenerator, BeginsAnewWithAnotherCollection)
+{
+    counted_collection three(3), five(5);
+    utGenerator generator(three);
+    generator.initGen(five);
+    EXPECT_EQ(counted_gen::living, 1);
+    EXPECT_EQ(generator.next(), element(5));
+}
+
+TEST(UtGenerator, ACopySharesTheGenerator)
+{
+    counted_collection nine(9);
+    utGenerator generator(nine);
+    auto& copy = *new utGenerator(generator);  // stays on the heap: only one of the two may be destroyed
+    EXPECT_EQ(generator.next(), element(9));
+    EXPECT_EQ(copy.next(), element(8));
+    EXPECT_EQ(generator.next(), element(7));
+}
+
+TEST(UtGenerator, IsReturnedByValue)
+{
+    counted_collection one(1);
+    const auto made = [&] { return utGenerator(one); };
+    utGenerator generator = made();
+    EXPECT_EQ(generator.next(), element(1));
+    EXPECT_EQ(counted_gen::living, 1);
+}
+
+}  // namespace
