@@ -270,12 +270,14 @@ UT_STREAM* UT_FILEMANAGER::add_ofile(const char* name, UT_ACCESS access, UT_STRE
         if (may_be_signed && !file.recognise()) return nullptr;
     }
     file.report_raw_stream();
+    // Asks for its memory before there is a stream that could be lost.
+    slot entry{.descriptor = file.descriptor, .name = name, .is_callers = stream != nullptr};
     if (stream != nullptr)
         file.fit_stream(this);
     else if (!file.make_stream(this))
         return nullptr;
-    *free = {
-        .stream = file.stream, .descriptor = file.descriptor, .name = name, .is_callers = stream != nullptr};
+    entry.stream = file.stream;
+    *free = std::move(entry);
     file.opened_here = false;
     if (has_all(file.access, k_at_end)) file.stream->seekend();
     if (file.found == UT_ACCESS_PACKED) file.stream->adjust_compress_foffset();
