@@ -32,6 +32,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 using tree_model::open_tree;
+using tree_model::operation;
 using tree_model::pair;
 
 int by_text(void* data, const char* key)
@@ -553,7 +554,7 @@ TEST(UtBtrTree, EveryOrderOfEightAdditionsGivesTheRightTree)
     do {
         pair both(false, 8);
         for (const int key : order) {
-            const char* const wrong = both.step(pair::s_add_key, key);
+            const char* const wrong = both.step(operation::s_add_key, key);
             ASSERT_EQ(wrong, nullptr) << wrong << ": " << testing::PrintToString(order);
         }
     } while (std::next_permutation(order.begin(), order.end()));
@@ -564,11 +565,11 @@ TEST(UtBtrTree, EveryOrderOfEightAdditionsGivesTheRightTree)
 TEST(UtBtrTree, EveryStepFromEveryTreeOfEightKeysGivesTheRightTree)
 {
     constexpr int k_keys = 8;
-    using steps = std::vector<std::pair<pair::operation, int>>;
+    using steps = std::vector<std::pair<operation, int>>;
     std::deque<steps> ways{{}};
     std::set<std::string> shapes{"-"};
     for (; !ways.empty(); ways.pop_front()) {
-        for (const pair::operation what : {pair::s_add_key, pair::remove}) {
+        for (const operation what : {operation::s_add_key, operation::remove}) {
             for (int key = 0; key < k_keys; ++key) {
                 steps way = ways.front();
                 way.emplace_back(what, key);
@@ -592,11 +593,11 @@ TEST(UtBtrTree, AgreesWithAModelOverAHundredThousandSteps)
     for (const bool owner : {false, true}) {
         pair both(owner, k_keys);
         for (int i = 0; i < 50'000; ++i) {
-            auto what = static_cast<pair::operation>(random() % pair::k_operations);
-            const bool rare = what >= pair::traverse;
-            if (rare && random() % 100 != 0) what = random() % 2 == 0 ? pair::add : pair::remove;
+            auto what = static_cast<operation>(random() % tree_model::k_operations);
+            const bool rare = what >= operation::traverse;
+            if (rare && random() % 100 != 0) what = random() % 2 == 0 ? operation::add : operation::remove;
             const char* const wrong = both.step(what, static_cast<int>(random() % k_keys));
-            ASSERT_EQ(wrong, nullptr) << wrong << ", operation " << int{what} << ", step " << i;
+            ASSERT_EQ(wrong, nullptr) << wrong << ", operation " << static_cast<int>(what) << ", step " << i;
         }
     }
 }

@@ -343,15 +343,16 @@ TEST_P(UtHashFailure, ExhaustedMemoryReportsTheSameWayAndLeavesTheTableAsItWas)
 
 TEST(UtHash, AgreesWithAModelOverAHundredThousandSteps)
 {
+    using hash_model::operation;
     using hash_model::pair;
     std::mt19937 random(3'003);
     for (const bool owner : {false, true}) {
         pair both(61, owner, 300);
         for (int i = 0; i < 50'000; ++i) {
-            auto what = static_cast<pair::operation>(random() % pair::k_operations);
-            if (what == pair::flush && random() % 50 != 0) what = pair::find;
+            auto what = static_cast<operation>(random() % hash_model::k_operations);
+            if (what == operation::flush && random() % 50 != 0) what = operation::find;
             const char* const wrong = both.step(what, static_cast<std::uint32_t>(random() % 300));
-            ASSERT_EQ(wrong, nullptr) << wrong << ", operation " << int{what} << ", step " << i;
+            ASSERT_EQ(wrong, nullptr) << wrong << ", operation " << static_cast<int>(what) << ", step " << i;
         }
     }
 }

@@ -70,21 +70,12 @@ public:
     std::vector<void*> released;
 };
 
+enum class operation : unsigned char { add, s_add, add_key, find, remove, s_remove, process, flush };
+constexpr unsigned k_operations = static_cast<unsigned>(operation::flush) + 1;
+
 /// A table of the library and its model, which take the same steps.
 class pair {
 public:
-    enum operation : unsigned char {
-        add,
-        s_add,
-        add_key,
-        find,
-        remove,
-        s_remove,
-        process,
-        flush,
-        k_operations
-    };
-
     pair(std::uint32_t buckets, bool owner, std::uint32_t keys)
         : table_(buckets, static_cast<unsigned char>(owner)), owner_(owner), buckets_(buckets)
     {
@@ -111,15 +102,14 @@ private:
         item* const data = &data_[number];
         const leaks_allowed entries;
         switch (what) {
-        case add: table_.add(key, data); return added(number, data);
-        case s_add: return table_.s_add(key, data) ? added(number, data) : "the result of s_add";
-        case add_key: table_.add(key, nullptr); return added(number, const_cast<item*>(key));
-        case find: return found(number, table_.find(key));
-        case remove: return removed(number, table_.remove(key));
-        case s_remove: return removed(number, table_.s_remove(key));
-        case process: return processed();
-        case flush: return flushed();
-        case k_operations: break;
+        case operation::add: table_.add(key, data); return added(number, data);
+        case operation::s_add: return table_.s_add(key, data) ? added(number, data) : "the result of s_add";
+        case operation::add_key: table_.add(key, nullptr); return added(number, const_cast<item*>(key));
+        case operation::find: return found(number, table_.find(key));
+        case operation::remove: return removed(number, table_.remove(key));
+        case operation::s_remove: return removed(number, table_.s_remove(key));
+        case operation::process: return processed();
+        case operation::flush: return flushed();
         }
         return "the operation";
     }

@@ -35,11 +35,14 @@ inline int height(const link& root)
     return root ? 1 + std::max(height(root->left), height(root->right)) : 0;
 }
 
+inline int balance_of(int left, int right)
+{
+    return left > right ? 1 : left < right ? 0 : 2;
+}
+
 inline int balance(const node& root)
 {
-    const int left = height(root.left);
-    const int right = height(root.right);
-    return left > right ? 1 : left < right ? 0 : 2;
+    return balance_of(height(root.left), height(root.right));
 }
 
 /// What stands on `side` becomes the root of the subtree, and the root goes to its `other` side.
@@ -142,11 +145,15 @@ inline std::string shape(const link& root)
     return result;
 }
 
-inline bool same(const link& expected, const UT_BTR_NODE* given)
+/// The height of both trees if they are the same in shape, data and balances, or else -1.
+inline int common_height(const link& expected, const UT_BTR_NODE* given)
 {
-    if (!expected || given == nullptr) return !expected && given == nullptr;
-    return expected->data == given->data && balance(*expected) == given->balance &&
-           same(expected->left, given->left) && same(expected->right, given->right);
+    if (!expected || given == nullptr) return !expected && given == nullptr ? 0 : -1;
+    const int left = common_height(expected->left, given->left);
+    const int right = common_height(expected->right, given->right);
+    const bool same =
+        left >= 0 && right >= 0 && expected->data == given->data && given->balance == balance_of(left, right);
+    return same ? 1 + std::max(left, right) : -1;
 }
 
 /// A tree whose nodes may be looked at. Its data are texts, and it keeps account of what it calls.
@@ -180,25 +187,25 @@ public:
     }
 };
 
+enum class operation : unsigned char {
+    add,
+    s_add,
+    s_add_key,
+    find,
+    remove,
+    s_remove,
+    forget_and_add,
+    forget_and_remove,
+    traverse,
+    dump,
+    flush,
+    flush_with
+};
+constexpr unsigned k_operations = static_cast<unsigned>(operation::flush_with) + 1;
+
 /// A tree of the library and its model, which take the same steps.
 class pair {
 public:
-    enum operation : unsigned char {
-        add,
-        s_add,
-        s_add_key,
-        find,
-        remove,
-        s_remove,
-        forget_and_add,
-        forget_and_remove,
-        traverse,
-        dump,
-        flush,
-        flush_with,
-        k_operations
-    };
-
     pair(bool owner, int keys) : tree_(owner), owner_(owner)
     {
         for (int key = 0; key < keys; ++key) {
@@ -215,13 +222,12 @@ public:
         open_tree::released().clear();
         const char* const wrong = result_of(what, key);
         if (wrong != nullptr) return wrong;
-        if (!same(model_, tree_.root_)) return "the shape, a balance or the data of a node";
+        if (common_height(model_, tree_.root_) < 0) return "the shape, a balance or the data of a node";
         if (tree_.get_root() != (model_ ? &tree_.root_->data : nullptr)) return "the root's slot";
         return tree_.get_count() == count_ ? nullptr : "the count";
     }
 
     const link& model() const { return model_; }
-    open_tree& tree() { return tree_; }
 
 private:
     using text = std::array<char, 12>;
@@ -231,22 +237,23 @@ private:
         const char* const name = names_[static_cast<std::size_t>(key)].data();
         void* const other = others_[static_cast<std::size_t>(key)].data();
         switch (what) {
-        case add: return added(key, tree_.add(name), other);
-        case s_add: return stored(key, tree_.s_add(name, other), other);
-        case s_add_key: return stored(key, tree_.s_add(name, nullptr), const_cast<char*>(name));
-        case find: return found(key, name);
-        case remove: return removed(key, tree_.remove(name));
-        case s_remove: return removed(key, tree_.s_remove(name));
-        case forget_and_add: return forget(key, name) ? added(key, tree_.add(name), other) : nullptr;
-        case forget_and_remove: return forget(key, name) ? removed(key, tree_.remove(name)) : nullptr;
-        case traverse: return walked();
-        case dump: return dumped();
-        case flush: return flushed(nullptr);
-        case flush_with:
+        case operation::add: return added(key, tree_.add(name), other);
+        case operation::s_add: return stored(key, tree_.s_add(name, other), other);
+        case operation::s_add_key: return stored(key, tree_.s_add(name, nullptr), const_cast<char*>(name));
+        case operation::find: return found(key, name);
+        case operation::remove: return removed(key, tree_.remove(name));
+        case operation::s_remove: return removed(key, tree_.s_remove(name));
+        case operation::forget_and_add:
+            return forget(key, name) ? added(key, tree_.add(name), other) : nullptr;
+        case operation::forget_and_remove:
+            return forget(key, name) ? removed(key, tree_.remove(name)) : nullptr;
+        case operation::traverse: return walked();
+        case operation::dump: return dumped();
+        case operation::flush: return flushed(nullptr);
+        case operation::flush_with:
             return flushed([](void** slot, void* arg) {
                 open_tree::released().push_back(arg == nullptr ? *slot : nullptr);
             });
-        case k_operations: break;
         }
         return "the operation";
     }
