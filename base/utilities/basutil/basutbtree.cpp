@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "contract.h"
+#include "prefetch.h"
 
 UT_FASTMEM* UT_BTR_NODE::mem = nullptr;
 
@@ -51,69 +52,74 @@ void rotate_twice(UT_BTR_NODE** link, const side& high)
     root->balance = UT_BTR_NODE::k_even;
 }
 
-/// Settles the node behind `link` when its side `grown` has become one level higher.
-void settle_growth(UT_BTR_NODE** link, const side& grown, unsigned char& grew)
+/// Settles the node behind `link` when its side `grown` has become one level higher. True when the whole
+/// subtree has.
+bool settle_growth(UT_BTR_NODE** link, const side& grown)
 {
     UT_BTR_NODE* const node = *link;
     if (node->balance == UT_BTR_NODE::k_even) {
         node->balance = grown.heavy;
-        return;
-    }
-    grew = 0;
-    if (node->balance == grown.other_heavy) {
-        node->balance = UT_BTR_NODE::k_even;
-        return;
+        return true;
     }
     UT_BTR_NODE* const child = node->*grown.child;
-    if (child->balance != grown.heavy) return rotate_twice(link, grown);
-    rotate(link, grown);
-    node->balance = child->balance = UT_BTR_NODE::k_even;
+    if (node->balance == grown.other_heavy) {
+        node->balance = UT_BTR_NODE::k_even;
+    } else if (child->balance == grown.heavy) {
+        rotate(link, grown);
+        node->balance = child->balance = UT_BTR_NODE::k_even;
+    } else {
+        rotate_twice(link, grown);
+    }
+    return false;
 }
 
-/// Settles the node behind `link` when its side `lowered` has become one level lower.
-void settle_loss(UT_BTR_NODE** link, const side& lowered, unsigned char& shrank)
+/// Settles the node behind `link` when its side `lowered` has become one level lower. True when the whole
+/// subtree has.
+bool settle_loss(UT_BTR_NODE** link, const side& lowered)
 {
     const side high = lowered.other();
     UT_BTR_NODE* const node = *link;
-    if (node->balance == lowered.heavy) {
-        node->balance = UT_BTR_NODE::k_even;
-        return;
-    }
     if (node->balance == UT_BTR_NODE::k_even) {
         node->balance = high.heavy;
-        shrank = 0;
-        return;
+        return false;
     }
     UT_BTR_NODE* const child = node->*high.child;
-    if (child->balance == lowered.heavy) return rotate_twice(link, high);
-    rotate(link, high);
-    if (child->balance == UT_BTR_NODE::k_even) {
-        node->balance = high.heavy;
-        child->balance = lowered.heavy;
-        shrank = 0;
+    if (node->balance == lowered.heavy) {
+        node->balance = UT_BTR_NODE::k_even;
+    } else if (child->balance == lowered.heavy) {
+        rotate_twice(link, high);
     } else {
-        node->balance = child->balance = UT_BTR_NODE::k_even;
+        rotate(link, high);
+        const bool was_even = child->balance == UT_BTR_NODE::k_even;
+        node->balance = was_even ? high.heavy : UT_BTR_NODE::k_even;
+        child->balance = was_even ? lowered.heavy : UT_BTR_NODE::k_even;
+        return !was_even;
     }
+    return true;
 }
 
-/// Replaces the node behind `link` by the child on that side, and frees it.
-void unlink(UT_BTR_NODE** link, UT_BTR_NODE* child, unsigned char& shrank)
-{
-    delete std::exchange(*link, child);
-    shrank = 1;
-}
+/// The links that were followed from the root down.
+class way {
+public:
+    void push(UT_BTR_NODE** link) { links_[depth_++] = link; }
 
-/// Moves the data of the last node down the right side into `emptied`, and takes that node out.
-void move_last_recurse(UT_BTR_NODE** link, UT_BTR_NODE& emptied, unsigned char& shrank)
-{
-    UT_BTR_NODE* const node = *link;
-    if (node->right == nullptr) {
-        emptied.data = node->data;
-        return unlink(link, node->left, shrank);
+    /// Settles the nodes on the way back from `link`, behind which a node was put in or taken out, for as
+    /// long as their subtrees change their heights.
+    template <class Settle>
+    void settle_back(UT_BTR_NODE** link, Settle settle)
+    {
+        while (depth_ > 0) {
+            UT_BTR_NODE** const above = links_[--depth_];
+            if (!settle(above, link == &(*above)->left ? k_left : k_right)) return;
+            link = above;
+        }
     }
-    move_last_recurse(&node->right, emptied, shrank);
-    if (shrank != 0) settle_loss(link, k_right, shrank);
-}
+
+private:
+    // A balanced tree of all the nodes that 64 bits can address is lower than this.
+    std::array<UT_BTR_NODE**, 90> links_;
+    std::size_t depth_ = 0;
+};
 
 /// Frees the nodes of a subtree, each behind its left and its right side and after a visit to its slot.
 /// What is still there when a visit throws is a tree.
@@ -168,29 +174,41 @@ UT_BTR_TREE::~UT_BTR_TREE()
 void** UT_BTR_TREE::add(const char* key)
 {
     if (key == nullptr) return nullptr;
-    unsigned char grew = 0;
-    void** const slot = add_recurse(&root_, key, grew);
-    if (*slot == nullptr) ++count_;
-    return slot;
+    way taken;
+    UT_BTR_NODE** const link = follow(key, [&](UT_BTR_NODE** passed) { taken.push(passed); });
+    UT_BTR_NODE* node = *link;
+    if (node == nullptr) {
+        *link = node = new UT_BTR_NODE{nullptr, nullptr, nullptr, UT_BTR_NODE::k_even};
+        taken.settle_back(link, settle_growth);
+    }
+    if (node->data == nullptr) ++count_;
+    return &node->data;
 }
 
 void** UT_BTR_TREE::find(const char* key)
 {
     if (key == nullptr) return nullptr;
-    UT_BTR_NODE* node = root_;
-    while (node != nullptr) {
-        const int c = internal_cmp(node->data, key);
-        if (c == 0) return &node->data;
-        node = c < 0 ? node->left : node->right;
-    }
-    return nullptr;
+    UT_BTR_NODE* const node = *follow(key, [](UT_BTR_NODE**) {});
+    return node != nullptr ? &node->data : nullptr;
 }
 
 void* UT_BTR_TREE::remove(const char* key)
 {
     if (key == nullptr) return nullptr;
-    unsigned char shrank = 0;
-    void* const data = remove_recurse(&root_, key, shrank);
+    way taken;
+    UT_BTR_NODE** link = follow(key, [&](UT_BTR_NODE** passed) { taken.push(passed); });
+    UT_BTR_NODE* const node = *link;
+    if (node == nullptr) return nullptr;
+    void* const data = node->data;
+    if (node->left != nullptr && node->right != nullptr) {  // it takes the data of its neighbour, who goes
+        taken.push(std::exchange(link, &node->left));
+        while ((*link)->right != nullptr) taken.push(std::exchange(link, &(*link)->right));
+        node->data = (*link)->data;
+    }
+    UT_BTR_NODE* const gone = *link;
+    *link = gone->right == nullptr ? gone->left : gone->right;
+    delete gone;
+    taken.settle_back(link, settle_loss);
     if (data != nullptr) --count_;
     return data;
 }
@@ -267,44 +285,20 @@ int UT_BTR_TREE::internal_cmp(void* data, const char* key)
     return compare_ != nullptr ? compare_(data, key) : comp_func(data, key);
 }
 
-/// The slot under `key` in the subtree behind `link`; `grew` is set when that became higher.
-void** UT_BTR_TREE::add_recurse(UT_BTR_NODE** link, const char* key, unsigned char& grew)
+/// Follows `key` down to the link behind which its node stands, or would stand. `passed` is called with each
+/// link on the way there.
+template <class Passed>
+UT_BTR_NODE** UT_BTR_TREE::follow(const char* key, Passed passed)
 {
-    UT_BTR_NODE* const node = *link;
-    if (node == nullptr) {
-        *link = new UT_BTR_NODE{nullptr, nullptr, nullptr, UT_BTR_NODE::k_even};
-        grew = 1;
-        return &(*link)->data;
+    UT_BTR_NODE** link = &root_;
+    while (UT_BTR_NODE* const node = *link) {
+        // One of the children is next: both come while the data are compared.
+        ketriope::prefetch(node->left);
+        ketriope::prefetch(node->right);
+        const int c = internal_cmp(node->data, key);
+        if (c == 0) break;
+        passed(link);
+        link = c < 0 ? &node->left : &node->right;
     }
-    const int c = internal_cmp(node->data, key);
-    if (c == 0) return &node->data;
-    const side& way = c < 0 ? k_left : k_right;
-    void** const slot = add_recurse(&(node->*way.child), key, grew);
-    if (grew != 0) settle_growth(link, way, grew);
-    return slot;
-}
-
-/// The data under `key`, whose node is taken out of the subtree behind `link`; `shrank` is set when that
-/// became lower.
-void* UT_BTR_TREE::remove_recurse(UT_BTR_NODE** link, const char* key, unsigned char& shrank)
-{
-    UT_BTR_NODE* const node = *link;
-    if (node == nullptr) return nullptr;
-    const int c = internal_cmp(node->data, key);
-    if (c != 0) {
-        const side& way = c < 0 ? k_left : k_right;
-        void* const data = remove_recurse(&(node->*way.child), key, shrank);
-        if (shrank != 0) settle_loss(link, way, shrank);
-        return data;
-    }
-    void* const data = node->data;
-    if (node->right == nullptr) {
-        unlink(link, node->left, shrank);
-    } else if (node->left == nullptr) {
-        unlink(link, node->right, shrank);
-    } else {
-        move_last_recurse(&node->left, *node, shrank);
-        if (shrank != 0) settle_loss(link, k_left, shrank);
-    }
-    return data;
+    return link;
 }

@@ -7,6 +7,7 @@
 #include "basutform.h"
 #include "contract.h"
 #include "msgterminate.h"
+#include "prefetch.h"
 #include "utmsgmanager.h"
 
 namespace {
@@ -49,6 +50,23 @@ void UT_HASH::add(const void* key, void* data)
     auto* const added = checked<entry>(std::malloc(sizeof(entry)));
     *bucket = new (added) entry{*bucket, data != nullptr ? data : const_cast<void*>(key)};
     ++count_;
+}
+
+inline void* UT_HASH::find_and_remove(const void* key, unsigned char do_remove)
+{
+    for (entry** link = bucket_of(key); *link != nullptr; link = &(*link)->next) {
+        entry* const here = *link;
+        void* const data = here->data;
+        ketriope::prefetch(here->next);  // it comes while the derived class compares
+        if (comp_func(key, data) != 0) continue;
+        if (do_remove != 0) {
+            *link = here->next;
+            std::free(here);
+            --count_;
+        }
+        return data;
+    }
+    return nullptr;
 }
 
 void* UT_HASH::find(const void* key)
@@ -101,22 +119,6 @@ void UT_HASH::del_func(void* /*data*/) {}
 double UT_HASH::get_stat() const
 {
     return static_cast<double>(find_calls_) / static_cast<double>(compare_calls_);
-}
-
-void* UT_HASH::find_and_remove(const void* key, unsigned char do_remove)
-{
-    for (entry** link = bucket_of(key); *link != nullptr; link = &(*link)->next) {
-        entry* const here = *link;
-        if (comp_func(key, here->data) != 0) continue;
-        void* const data = here->data;
-        if (do_remove != 0) {
-            *link = here->next;
-            std::free(here);
-            --count_;
-        }
-        return data;
-    }
-    return nullptr;
 }
 
 /// Calls `fn`, if there is one, for all data; with `kill` the entries are freed on the way.

@@ -108,8 +108,8 @@ protected:
 
 private:
     int internal_cmp(void* data, const char* key);
-    void** add_recurse(UT_BTR_NODE** link, const char* key, unsigned char& grew);
-    void* remove_recurse(UT_BTR_NODE** link, const char* key, unsigned char& shrank);
+    template <class Passed>
+    UT_BTR_NODE** follow(const char* key, Passed passed);
 
     int (*compare_)(void* data, const char* key);
     std::uint32_t count_ = 0;
