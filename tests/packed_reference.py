@@ -6,11 +6,14 @@
     packed_reference.py check <packed> <plain>    the first must hold the second
     packed_reference.py golden <directory>        makes the golden files and their list anew
     packed_reference.py golden-check <directory>  they must be what this program makes of them
+    packed_reference.py beside <program>          <program> <in> <out> <block> must write as this one
 
 It shares nothing with the library, so that each may be checked against the other. It is slow.
 """
 import pathlib
+import subprocess
 import sys
+import tempfile
 import zlib
 
 HEAD = bytes.fromhex("5A5AA5A5C3C37131" "31")
@@ -450,11 +453,53 @@ GOLDEN = {  # name: content, bytes per call of the packer
 }
 
 
-LIST = "packed_contents.txt"
+def false_match(offset_class, extra):
+    """The byte "A", a match that begins in front of the content, and a sound rest."""
+    packer = Packer()
+    literal_weights, offset_weights = [0] * LITERALS, [0] * OFFSETS
+    for word in (ord("A"), ord("B"), TABLE, FIRST_LENGTH):
+        literal_weights[word] = 1
+    offset_weights[offset_class] = 1
+    packer.table(literal_weights, offset_weights)
+    packer.literals.put(packer.out, ord("A"))
+    packer.literals.put(packer.out, FIRST_LENGTH)
+    packer.offsets.put(packer.out, offset_class)
+    packer.out.put(extra, CLASSES[offset_class][1])
+    packer.literals.put(packer.out, ord("B"))
+    return HEAD + packer.end()
+
+
+def shapes():
+    """Lines of weights and the codes that they make, word by word."""
+    numbers = Numbers(20)
+    cases = [[1] * n for n in (1, 2, 3, 4, 5, 16, 31)]
+    cases += [[0, 0, 0, 0], [5, 1, 1, 1, 1], [1, 1, 1, 1, 5], [8, 4, 2, 1], [1, 2, 4, 8], [0, 7, 0, 7, 0, 32768]]
+    cases += [[2 ** i for i in range(15)], [2 ** i for i in range(14, -1, -1)], list(range(64))]
+    cases += [[numbers.below(1 + numbers.below(200)) for _ in range(n)] for n in (7, 31, 100, 286)]
+    for weights in cases:
+        tree = Tree(len(weights))
+        for leaf, weight in zip(tree.leaves, weights):
+            leaf.weight = weight
+        tree.rebuild()
+        codes = ("".join(map(str, tree.path(word))) or "-" for word in range(len(weights)))
+        yield f"{len(weights)} {' '.join(map(str, weights))} {' '.join(codes)}\n"
+
+
+def adaptions():
+    """Lines: words of the tree, words sent, seed, CRC-32 of the bytes. Low words are the frequent ones."""
+    for words, count in ((1, 10), (2, 300), (3, 2500), (5, 4500), (32, 100), (32, 9000), (41, 5000)):
+        numbers = Numbers(words)
+        tree, out = AdaptiveTree(words), BitWriter()
+        for _ in range(count):
+            word = numbers.below(1 + numbers.below(words))
+            tree.put(out, word)
+            tree.count(word)
+        yield f"{words} {count} {words} {zlib.crc32(out.result()):08X}\n"
 
 
 def golden():
-    """Each file with its bytes, and the list of what they hold: name, bytes per call, length, CRC-32."""
+    """The name of each file, and its bytes. The list tells of the contents: name, bytes per call of the
+    packer, length, CRC-32."""
     lines = []
     for name, (make, block) in GOLDEN.items():
         content = make()
@@ -462,7 +507,12 @@ def golden():
         assert unpack(packed) == content, name
         lines.append(f"{name} {block} {len(content)} {zlib.crc32(content):08X}\n")
         yield name + ".packed", packed
-    yield LIST, "".join(lines).encode()
+    yield "packed_contents.txt", "".join(lines).encode()
+    yield "packed_shapes.txt", "".join(shapes()).encode()
+    yield "packed_adaptions.txt", "".join(adaptions()).encode()
+    yield "packed_false_offset_0.packed", false_match(0, 0)
+    yield "packed_false_offset_2.packed", false_match(2, 0)
+    yield "packed_false_offset_32768.packed", false_match(30, 8191)
 
 
 def golden_check(directory):
@@ -471,7 +521,26 @@ def golden_check(directory):
             sys.exit(f"{name} is not what it should be")
 
 
+def beside(program):
+    """Lets another program write packed files, which must hold what was asked for, and be as our own."""
+    numbers = Numbers(30)
+    with tempfile.TemporaryDirectory() as directory:
+        plain, packed = pathlib.Path(directory, "plain"), pathlib.Path(directory, "packed")
+        for length in (0, 1, 2, 3, 100, 2047, 2048, 2049, 5000, 16384, 20000):
+            content = mixed(length, numbers.below(1000)) if length else b""
+            plain.write_bytes(content)
+            for block in (2048, BLOCK):
+                subprocess.run([program, plain, packed, str(block)], check=True)
+                if unpack(packed.read_bytes()) != content:
+                    sys.exit(f"{length} bytes in blocks of {block} are not what was written")
+                if packed.read_bytes() != pack(content, block):
+                    sys.exit(f"{length} bytes in blocks of {block} are packed in another way")
+
+
 def main(command, *arguments):
+    if command == "beside":
+        beside(*arguments)
+        return
     if command == "golden":
         for name, made in golden():
             pathlib.Path(arguments[0], name).write_bytes(made)
