@@ -1,7 +1,6 @@
 // tests/basutasd_test.cpp
 #include "basutasd.h"
 
-#include <cerrno>
 #include <climits>
 #include <cstddef>
 #include <filesystem>
@@ -16,11 +15,12 @@
 
 #include "basutfile.h"
 #include "basutstream.h"
+#include "full_disk.h"
 #include "message_capture.h"
 #include "scoped_environment.h"
-#include "scoped_operations.h"
 #include "stream_tools.h"
 #include "temp_directory.h"
+#include "virtual_slots.h"
 
 namespace {
 
@@ -227,20 +227,17 @@ TEST_F(Asd, UnderMandatoryCompressionTheDumpIsACompressedFile)
 
 TEST_F(Asd, AFullDiskEndsNothing)
 {
-    scoped_operations system;
     UT_ASD dump(base.c_str());
     dump.data("before");
-    system.table.write = [](int, const void*, std::size_t) -> std::int64_t {
-        errno = ENOSPC;
-        return -1;
-    };
-    dump.data("lost");
-    system.table.write = ketriope::platform::native().write;
+    {
+        const full_disk disk;
+        dump.data("lost");
+    }
     dump.data("behind");
     EXPECT_EQ(file_bytes(base + ".asd"), "before\r\nbehind\r\n");
 }
 
-TEST_F(Asd, TheOperationsHaveTheirSlotsAndMayBeReplaced)
+TEST_F(Asd, TheOperationsMayBeReplaced)
 {
     struct counting : UT_ASD {
         using UT_ASD::UT_ASD;
@@ -259,6 +256,18 @@ TEST_F(Asd, TheOperationsHaveTheirSlotsAndMayBeReplaced)
                                         "100%", "key", "finish"));
     EXPECT_EQ(file_bytes(base + ".asd"), "");
 }
+
+#if defined(TEST_KNOWS_SLOTS)
+TEST_F(Asd, TheOperationsHaveTheirSlots)
+{
+    EXPECT_EQ(slot_of(&UT_ASD::finish), 0u);
+    EXPECT_EQ(slot_of(&UT_ASD::section), 1u);
+    EXPECT_EQ(slot_of(&UT_ASD::comment), 2u);
+    EXPECT_EQ(slot_of(static_cast<void (UT_ASD::*)(const char*)>(&UT_ASD::data)), 3u);
+    EXPECT_EQ(slot_of(static_cast<void (UT_ASD::*)(const char*, long)>(&UT_ASD::data)), 4u);
+    EXPECT_EQ(slot_of(static_cast<void (UT_ASD::*)(const char*, const char*)>(&UT_ASD::data)), 5u);
+}
+#endif
 
 TEST_F(Asd, ACopySharesTheStream)
 {

@@ -20,6 +20,7 @@
 
 #include "allocation_faults.h"
 #include "basutfile.h"
+#include "full_disk.h"
 #include "message_capture.h"
 #include "scoped_environment.h"
 #include "scoped_operations.h"
@@ -531,13 +532,7 @@ TEST_F(FileEncode, AnyByteMayBeDifferent)
 
 TEST_F(FileEncode, AFullDiskGivesFalseAtEachWrite)
 {
-    static int writes_left = 0;
-    scoped_operations system;
-    system.table.write = [](int descriptor, const void* from, std::size_t count) -> std::int64_t {
-        if (writes_left-- > 0) return ketriope::platform::native().write(descriptor, from, count);
-        errno = ENOSPC;
-        return -1;
-    };
+    full_disk disk;
     UT_FILEENCODE file("own.dat", 1);
     file.createcatalog();
     file.writeline(std::string(10'000, 'x').c_str());
@@ -545,13 +540,13 @@ TEST_F(FileEncode, AFullDiskGivesFalseAtEachWrite)
     for (int allowed = 0; allowed < 5; ++allowed) {
         for (const bool encode : {false, true}) {
             ut_file.clearerror();
-            writes_left = allowed;
+            disk.allow(allowed);
             EXPECT_EQ(file.dump(path("pack").c_str(), encode), allowed >= 3) << allowed;
             EXPECT_EQ(ut_file.geterror(), allowed >= 3 ? 0 : ENOSPC) << allowed;
             EXPECT_EQ(rest_of(file).size(), 10'001u);
         }
     }
-    writes_left = 2;
+    disk.allow(2);
     EXPECT_EQ(file.catalog(path("from").c_str(), path("pack").c_str()), 0);
     ut_file.clearerror();
 }

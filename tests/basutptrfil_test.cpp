@@ -16,10 +16,10 @@
 
 #include "allocation_faults.h"
 #include "basutfile.h"
+#include "full_disk.h"
 #include "message_capture.h"
 #include "pointer_model.h"
 #include "scoped_environment.h"
-#include "scoped_operations.h"
 #include "stream_tools.h"
 #include "temp_directory.h"
 
@@ -449,15 +449,8 @@ TEST_F(PtrFile, RandomGraphsComeBackInEveryForm)
 
 TEST_F(PtrFile, AFullDiskShowsInTheStream)
 {
-    static int writes_left = 0;
-    scoped_operations system;
-    system.table.write = [](int descriptor, const void* from, std::size_t count) -> std::int64_t {
-        if (writes_left-- > 0) return ketriope::platform::native().write(descriptor, from, count);
-        errno = ENOSPC;
-        return -1;
-    };
-    for (writes_left = 0; writes_left < 3;) {
-        const int allowed = writes_left;
+    for (int allowed = 0; allowed < 3; ++allowed) {
+        const full_disk disk(allowed);
         UT_PTRFILE out(UT_ACCESS_WRITE);
         ASSERT_NE(ut_file.open(path.c_str(), &out, 1), nullptr);
         for (int i = 0; i < 3 * 4096 / 8; ++i) out.writeptr(&out);
@@ -467,7 +460,6 @@ TEST_F(PtrFile, AFullDiskShowsInTheStream)
         EXPECT_EQ(ut_file.geterror(), ENOSPC);
         ut_file.clearerror();
         EXPECT_EQ(file_bytes(path).size(), static_cast<std::size_t>(allowed) * 4096);
-        writes_left = allowed + 1;
     }
 }
 
