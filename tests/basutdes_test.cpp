@@ -191,30 +191,34 @@ TEST(Des, AgreesWithAnotherLibraryOnRandomKeysAndTexts)
     }
 }
 
+void expect_bad_call(void (*function)(char*, int, const char*), const char* text)
+{
+    struct call {
+        char* data;
+        int length;
+        const char* key;
+    };
+    const char key[] = "the key.";
+    std::string data(24, 'd');
+    const call k_bad[] = {
+        {nullptr, 8, key},     {data.data(), 8, nullptr}, {data.data(), 0, key},  {data.data(), -8, key},
+        {data.data(), 7, key}, {data.data(), 9, key},     {data.data(), 23, key}, {data.data(), INT_MIN, key},
+    };
+    for (const call& bad : k_bad) {
+        const auto make = [&] { function(bad.data, bad.length, bad.key); };
+        message_capture capture;
+        EXPECT_THROW(make(), int) << bad.length;
+        EXPECT_EQ(capture.last(), (post{"common", "0000", "basutdes", text}));
+        capture.use_legacy_flow();
+        stderr_of([&] { EXPECT_EQ(capture.exit_value_of(make), 19) << bad.length; });
+        EXPECT_EQ(data, std::string(24, 'd'));
+    }
+}
+
 TEST(Des, ABadCallBreaksTheContractOnBothRoutesAndLeavesTheData)
 {
-    using call = void (*)(char*, int, const char*);
-    constexpr std::pair<call, const char*> k_calls[] = {
-        {utdes_encode, "Invalid parameters passed to encode."},
-        {utdes_decode, "Invalid parameters passed to decode."}};
-    const char key[] = "the key.";
-    for (const auto& [function, text] : k_calls) {
-        std::string data(24, 'd');
-        const std::tuple<char*, int, const char*> k_bad[] = {
-            {nullptr, 8, key},      {data.data(), 8, nullptr},  {data.data(), 0, key},
-            {data.data(), -8, key}, {data.data(), 7, key},      {data.data(), 9, key},
-            {data.data(), 23, key}, {data.data(), INT_MIN, key}};
-        for (const auto& [bytes, length, with] : k_bad) {
-            message_capture capture;
-            EXPECT_THROW(function(bytes, length, with), int) << length;
-            EXPECT_EQ(capture.last(), (post{"common", "0000", "basutdes", text}));
-            capture.use_legacy_flow();
-            stderr_of([&] {
-                EXPECT_EQ(capture.exit_value_of([&] { function(bytes, length, with); }), 19) << length;
-            });
-            EXPECT_EQ(data, std::string(24, 'd'));
-        }
-    }
+    expect_bad_call(utdes_encode, "Invalid parameters passed to encode.");
+    expect_bad_call(utdes_decode, "Invalid parameters passed to decode.");
 }
 
 }  // namespace

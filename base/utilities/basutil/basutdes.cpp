@@ -112,7 +112,7 @@ private:
 constexpr std::array<bit_number, 64> inverse(const std::array<bit_number, 64>& choice)
 {
     std::array<bit_number, 64> result{};
-    for (std::size_t i = 0; i < choice.size(); ++i) result[choice[i] - 1u] = static_cast<bit_number>(i + 1);
+    for (std::size_t i = 0; i < choice.size(); ++i) result[choice[i] - 1U] = static_cast<bit_number>(i + 1);
     return result;
 }
 

@@ -30,7 +30,7 @@ constexpr int k_content_step = 4096;
 /// What a scrambled byte differs by at a position in its part of the file.
 constexpr unsigned char mask_at(std::size_t position)
 {
-    return static_cast<unsigned char>((static_cast<std::uint32_t>(position) + 1) * 0x9e37'79b1u >> 24);
+    return static_cast<unsigned char>((static_cast<std::uint32_t>(position) + 1) * 0x9e37'79b1U >> 24);
 }
 
 /// Scrambles plain bytes, or brings scrambled ones back.
@@ -146,7 +146,7 @@ std::optional<ut_long> take_first_line(UT_STREAM& in, bool scrambled)
 std::optional<std::string_view> next_line(std::string_view& text)
 {
     const std::size_t end = text.find('\n');
-    if (end == text.npos) return std::nullopt;
+    if (end == std::string_view::npos) return std::nullopt;
     const std::string_view line = text.substr(0, end);
     text.remove_prefix(end + 1);
     return line;
@@ -394,7 +394,7 @@ std::string_view UT_FILEENCODE::take_through(std::string_view ends, long n)
 {
     const std::string_view seen = ahead(n);
     const std::size_t ended = seen.find_first_of(ends);
-    const std::string_view bytes = ended != seen.npos ? seen.substr(0, ended + 1) : seen;
+    const std::string_view bytes = ended != std::string_view::npos ? seen.substr(0, ended + 1) : seen;
     move_to(position_ + static_cast<long>(bytes.size()));
     return bytes;
 }
@@ -416,7 +416,7 @@ long UT_FILEENCODE::readkey(char* out, long n, ketriope::stream_key key)
     const std::string_view ends(key.first(), key.count());
     const std::string_view bytes = take_through(ends, n);
     const auto stored = static_cast<long>(bytes.copy(out, bytes.size()));
-    const bool ended = stored > 0 && ends.find(bytes.back()) != ends.npos;
+    const bool ended = stored > 0 && ends.find(bytes.back()) != std::string_view::npos;
     if (stored == 0 || stored == n || ended) return stored;
     out[stored] = '\0';
     return stored + 1;

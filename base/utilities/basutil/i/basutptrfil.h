@@ -9,6 +9,7 @@
 /// Threads: no locks; all of it belongs to one thread at a time.
 #pragma once
 #include <cstdint>
+#include <cstring>
 
 #include "basutdarray.h"
 #include "basutstream.h"
@@ -89,7 +90,8 @@ public:
     {
         ut_uint64 address = 0;
         const int count = read(address);
-        pointer = reinterpret_cast<void*>(static_cast<std::uintptr_t>(address));
+        const auto bits = static_cast<std::uintptr_t>(address);
+        std::memcpy(&pointer, &bits, sizeof pointer);
         return count;
     }
 
