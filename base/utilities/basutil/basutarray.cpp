@@ -19,7 +19,8 @@ class UT_BASE_ARRAY::addresses {
 public:
     explicit addresses(UT_BASE_ARRAY& array) : array_(array) {}
 
-    std::byte* at(long index) const { return static_cast<std::byte*>(array_.getaddr(index)); }
+    std::byte* at(long index, std::size_t) const { return static_cast<std::byte*>(array_.getaddr(index)); }
+    void expect(long, std::size_t) const {}  // it may lie anywhere
     bool hold(long index) const { return index < array_.num_elements_ || array_.getaddr(index) != nullptr; }
 
 private:
@@ -43,8 +44,8 @@ void UT_BASE_ARRAY::qsort(long first, long last, compare_function cmp)
 {
     if (first >= last || cmp == nullptr) return;
     if (first < 0) return static_cast<void>(getaddr(first));  // which reports it
-    addresses elements(*this);
-    ketriope::sort_elements(elements, element_bytes(), first, last, cmp);
+    addresses array(*this);
+    ketriope::sort_elements(array, element_bytes(), first, last, cmp);
 }
 
 void UT_BASE_ARRAY::a_shift(long index, int direction)
@@ -97,8 +98,8 @@ long UT_BASE_ARRAY::a_bsearch(const void* key, compare_function cmp)
 {
     if (key == nullptr || cmp == nullptr) return -1;
     const ketriope::held_mode mode;
-    addresses elements(*this);
-    const auto [position, found] = ketriope::search(elements, num_elements_, key, cmp);
+    addresses array(*this);
+    const auto [position, found] = ketriope::search(array, element_bytes(), num_elements_, key, cmp);
     if (mode.inserts(found)) return insert_found(key, cmp, position);
     return found ? position : -1;
 }
@@ -154,8 +155,8 @@ bool UT_BASE_ARRAY::testaddr(long index) const
 
 void UT_BASE_ARRAY::swap(void* a, void* b, int bytes)
 {
-    const ketriope::exchange_any exchange(static_cast<std::size_t>(std::max(bytes, 0)));
-    exchange(static_cast<std::byte*>(a), static_cast<std::byte*>(b));
+    const ketriope::elements_of_any kind(static_cast<std::size_t>(std::max(bytes, 0)));
+    kind.exchange(static_cast<std::byte*>(a), static_cast<std::byte*>(b));
 }
 
 namespace ketriope {

@@ -1,16 +1,18 @@
 /// \file basutarrayorder.h
 /// Sorting, searching and sorted insertion, for whatever way an array has to find its elements.
 ///
-/// `Addresses` is that way: `at(i)` is the address of element i, and `hold(i)` makes sure that the elements
-/// up to i have one. A comparison is code of the caller and may do anything to the array, so after each call
-/// of it the addresses are asked for again.
+/// `Addresses` is that way: `hold(i)` makes sure that the elements up to i have an address, `at(i, size)` is
+/// that of element i, of `size` bytes, and `expect(i, size)` says that it may be asked for soon. A comparison
+/// is code of the caller and may do anything to the array, so after each call all is asked for again.
 #pragma once
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <type_traits>
 #include <utility>
 
 namespace ketriope {
@@ -27,6 +29,14 @@ using heap_block = std::unique_ptr<std::byte, free_block>;
 inline heap_block new_block(std::size_t bytes) noexcept
 {
     return heap_block(static_cast<std::byte*>(std::malloc(bytes)));
+}
+
+/// Brings a place of memory near, if there is one at `address`.
+inline void prefetch([[maybe_unused]] const void* address) noexcept
+{
+#if defined(__GNUC__)
+    __builtin_prefetch(address);
+#endif
 }
 
 /// A copy of an element, which no shift of the array reaches.
@@ -50,47 +60,45 @@ private:
     std::byte* data_;
 };
 
-/// Exchanges two elements of `Size` bytes, which may be one and the same.
+/// Elements of `Size` bytes, as the sort exchanges them.
 template <std::size_t Size>
-struct exchange_of {
-    void operator()(std::byte* a, std::byte* b) const noexcept
+struct elements_of {
+    static constexpr std::size_t size() noexcept { return Size; }
+
+    /// Exchanges two elements if `wanted`, which may be one and the same. It reads and writes either way, so
+    /// that there is nothing to guess for the processor.
+    static void exchange(std::byte* a, std::byte* b, bool wanted = true) noexcept
     {
-        struct bytes {
-            std::byte of[Size];
-        } x, y;
+        using word = std::conditional_t<Size % 8 == 0, std::uint64_t, std::uint32_t>;
+        using words = std::array<word, Size / sizeof(word)>;
+        const word mask = word{0} - static_cast<word>(wanted);
+        words x;
+        words y;
         std::memcpy(&x, a, Size);
         std::memcpy(&y, b, Size);
-        std::memcpy(a, &y, Size);
-        std::memcpy(b, &x, Size);
-    }
-    /// Exchanges only if `wanted`, and reads and writes either way: nothing to guess for the processor.
-    void operator()(bool wanted, std::byte* a, std::byte* b) const noexcept
-    {
-        struct bytes {
-            std::byte of[Size];
-        } x, y;
-        std::memcpy(&x, a, Size);
-        std::memcpy(&y, b, Size);
-        std::memcpy(wanted ? b : a, &x, Size);
-        std::memcpy(wanted ? a : b, &y, Size);
+        for (std::size_t w = 0; w < x.size(); ++w) {
+            const word change = (x[w] ^ y[w]) & mask;
+            x[w] ^= change;
+            y[w] ^= change;
+        }
+        std::memcpy(a, &x, Size);
+        std::memcpy(b, &y, Size);
     }
 };
 
 /// The same for a size that is known when it runs: word by word, then the bytes that are left.
-class exchange_any {
+class elements_of_any {
 public:
-    explicit exchange_any(std::size_t size) noexcept : size_(size) {}
+    explicit elements_of_any(std::size_t size) noexcept : size_(size) {}
 
-    void operator()(std::byte* a, std::byte* b) const noexcept
+    std::size_t size() const noexcept { return size_; }
+
+    void exchange(std::byte* a, std::byte* b, bool wanted = true) const noexcept
     {
-        constexpr std::size_t word = sizeof(std::uint64_t);
-        std::size_t at = 0;
-        for (; at + word <= size_; at += word) exchange_of<word>()(a + at, b + at);
-        for (; at < size_; ++at) exchange_of<1>()(a + at, b + at);
-    }
-    void operator()(bool wanted, std::byte* a, std::byte* b) const noexcept
-    {
-        if (wanted && a != b) (*this)(a, b);
+        if (!wanted || a == b) return;
+        const std::size_t in_words = size_ / 8 * 8;
+        for (std::size_t at = 0; at < in_words; at += 8) elements_of<8>::exchange(a + at, b + at);
+        std::swap_ranges(a + in_words, a + size_, b + in_words);
     }
 
 private:
@@ -99,40 +107,39 @@ private:
 
 /// One partition of first .. last. The result is where the pivot came to lie, and whether the range is in
 /// order: all keys were equal, or the array lost its elements.
-template <class Addresses, class Exchange>
-std::pair<long, bool> partition(Addresses& elements, const Exchange& exchange, long first, long last,
+template <class Addresses, class Elements>
+std::pair<long, bool> partition(Addresses& array, const Elements& kind, long first, long last,
                                 compare_function cmp)
 {
-    if (!elements.hold(last)) return {first, true};
-    const long middle = first + (last - first) / 2;
-    exchange(elements.at(middle), elements.at(first));
+    if (!array.hold(last)) return {first, true};
+    const auto at = [&](long index) { return array.at(index, kind.size()); };
+    kind.exchange(at(first + (last - first) / 2), at(first));
     long marker = first;
     bool all_equal = true;
     for (long i = first + 1; i <= last; ++i) {
-        const int order = cmp(elements.at(i), elements.at(first));
-        if (!elements.hold(last)) return {first, true};
-        const bool below = order <= 0;
+        const int order = cmp(at(i), at(first));
+        if (!array.hold(last)) return {first, true};
         all_equal &= order == 0;
-        marker += below ? 1 : 0;
-        exchange(below, elements.at(marker), elements.at(i));
+        kind.exchange(at(marker + 1), at(i), order <= 0);
+        marker += order <= 0 ? 1 : 0;
     }
-    exchange(elements.at(first), elements.at(marker));
+    kind.exchange(at(first), at(marker));
     return {marker, all_equal};
 }
 
 /// The quicksort of all arrays. Which elements meet in `cmp`, and how equal ones end, is a part of its
 /// promise.
-template <class Addresses, class Exchange>
-void quicksort(Addresses& elements, const Exchange& exchange, long first, long last, compare_function cmp)
+template <class Addresses, class Elements>
+void quicksort(Addresses& array, const Elements& kind, long first, long last, compare_function cmp)
 {
     while (first < last) {
-        const auto [marker, in_order] = partition(elements, exchange, first, last, cmp);
+        const auto [marker, in_order] = partition(array, kind, first, last, cmp);
         if (in_order) return;
         if (marker - first >= last - marker) {
-            quicksort(elements, exchange, marker + 1, last, cmp);
+            quicksort(array, kind, marker + 1, last, cmp);
             last = marker - 1;
         } else {
-            quicksort(elements, exchange, first, marker - 1, cmp);
+            quicksort(array, kind, first, marker - 1, cmp);
             first = marker + 1;
         }
     }
@@ -140,22 +147,22 @@ void quicksort(Addresses& elements, const Exchange& exchange, long first, long l
 
 /// `quicksort` for elements of `size` bytes.
 template <class Addresses>
-void sort_elements(Addresses& elements, std::size_t size, long first, long last, compare_function cmp)
+void sort_elements(Addresses& array, std::size_t size, long first, long last, compare_function cmp)
 {
     switch (size) {
-    case 4: return quicksort(elements, exchange_of<4>(), first, last, cmp);
-    case 8: return quicksort(elements, exchange_of<8>(), first, last, cmp);
-    case 16: return quicksort(elements, exchange_of<16>(), first, last, cmp);
-    case 32: return quicksort(elements, exchange_of<32>(), first, last, cmp);
-    default: return quicksort(elements, exchange_any(size), first, last, cmp);
+    case 4: return quicksort(array, elements_of<4>(), first, last, cmp);
+    case 8: return quicksort(array, elements_of<8>(), first, last, cmp);
+    case 16: return quicksort(array, elements_of<16>(), first, last, cmp);
+    case 32: return quicksort(array, elements_of<32>(), first, last, cmp);
+    default: return quicksort(array, elements_of_any(size), first, last, cmp);
     }
 }
 
 /// How `key` compares with element `index`; one that has no address is above all keys.
 template <class Addresses>
-int compare_at(Addresses& elements, long index, const void* key, compare_function cmp)
+int compare_at(Addresses& array, std::size_t size, long index, const void* key, compare_function cmp)
 {
-    return elements.hold(index) ? cmp(key, elements.at(index)) : -1;
+    return array.hold(index) ? cmp(key, array.at(index, size)) : -1;
 }
 
 /// Where a search ended: at the first equal element, or at the last one it looked at.
@@ -166,20 +173,24 @@ struct search_end {
 
 /// Searches `count` elements in order for `key`, which `cmp` gets first.
 template <class Addresses>
-search_end search(Addresses& elements, long count, const void* key, compare_function cmp)
+search_end search(Addresses& array, std::size_t size, long count, const void* key, compare_function cmp)
 {
     long low = 0;
     long high = count - 1;
     long middle = 0;
     while (low <= high) {
         middle = low + (high - low) / 2;
-        const int order = compare_at(elements, middle, key, cmp);
+        array.expect(low + (middle - 1 - low) / 2, size);
+        array.expect(middle + 1 + (high - middle - 1) / 2, size);
+        const int order = compare_at(array, size, middle, key, cmp);
         if (order == 0) {
-            while (middle > 0 && compare_at(elements, middle - 1, key, cmp) == 0) --middle;
+            while (middle > 0 && compare_at(array, size, middle - 1, key, cmp) == 0) --middle;
             return {middle, true};
         }
-        low = order > 0 ? middle + 1 : low;
-        high = order > 0 ? high : middle - 1;
+        // By arithmetic, as no processor can guess which way the search goes.
+        const long right = -static_cast<long>(order > 0);
+        low += (middle + 1 - low) & right;
+        high += (middle - 1 - high) & ~right;
     }
     return {middle, false};
 }

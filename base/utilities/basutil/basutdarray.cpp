@@ -44,9 +44,18 @@ int step_of(int asked, int element_size) noexcept
 /// What `getaddr` gives, without a call of it where the element is there.
 class UT_DARRAY::addresses {
 public:
-    explicit addresses(UT_DARRAY& array) : array_(array), size_(array.element_size_) {}
+    explicit addresses(UT_DARRAY& array) : array_(array) {}
 
-    std::byte* at(long index) const { return array_.block() + index * size_; }
+    std::byte* at(long index, std::size_t size) const
+    {
+        return array_.block() + static_cast<std::size_t>(index) * size;
+    }
+    void expect(long index, std::size_t size) const
+    {
+        const auto address =
+            reinterpret_cast<std::uintptr_t>(array_.block()) + static_cast<std::size_t>(index) * size;
+        ketriope::prefetch(reinterpret_cast<const void*>(address));
+    }
     bool hold(long index) const
     {
         if (index < array_.num_elements_ && index < array_.elements_allocated_) return true;
@@ -55,7 +64,6 @@ public:
 
 private:
     UT_DARRAY& array_;
-    long size_;
 };
 
 UT_DARRAY::UT_DARRAY(void** variable, int element_size, int allocation_size, unsigned char zeromem)
@@ -160,8 +168,8 @@ void UT_DARRAY::qsort(long first, long last, compare_function cmp)
     if (first >= last || cmp == nullptr) return;
     if (first < 0) return static_cast<void>(getaddr(first));  // which reports it
     if (!complete()) return;
-    addresses elements(*this);
-    ketriope::sort_elements(elements, element_bytes(), first, last, cmp);
+    addresses array(*this);
+    ketriope::sort_elements(array, element_bytes(), first, last, cmp);
 }
 
 long UT_DARRAY::a_bsearch(const void* key, compare_function cmp)
@@ -178,8 +186,8 @@ long UT_DARRAY::a_bsearch(const void* key, compare_function cmp)
 long UT_DARRAY::ordered_search(const void* key, compare_function cmp)
 {
     const ketriope::held_mode mode;
-    addresses elements(*this);
-    const auto [position, found] = ketriope::search(elements, num_elements_, key, cmp);
+    addresses array(*this);
+    const auto [position, found] = ketriope::search(array, element_bytes(), num_elements_, key, cmp);
     if (mode.inserts(found)) return insert_found(key, cmp, position);
     return found ? position : -1;
 }
