@@ -70,9 +70,9 @@ void UT_BASE_ARRAY::a_sort(compare_function cmp, long first, long last)
 {
     if (num_elements_ < 1 || cmp == nullptr) return;
     if (last == -1) last = num_elements_ - 1;
-    if (first < last && first >= 0 && getaddr(last) == nullptr) return;
+    if (first < last && getaddr(first < 0 ? first : last) == nullptr) return;
     qsort(first, last, cmp);
-    for (long i = std::max(first, 0L) + 1; i <= last; ++i) {
+    for (long i = first + 1; i <= last; ++i) {
         const void* const element = getaddr(i);  // first: what is below it has its address, too, then
         if (element == nullptr) return;
         if (cmp(getaddr(i - 1), element) > 0)
