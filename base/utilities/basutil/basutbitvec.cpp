@@ -1,7 +1,7 @@
 // basutbitvec.cpp
 #include "basutbitvec.h"
 
-#include <bit>
+#include <algorithm>
 #include <charconv>
 #include <cstring>
 #include <functional>
@@ -44,11 +44,52 @@ constexpr std::uint64_t joined(std::uint32_t high, std::uint32_t low)
     return std::uint64_t{high} << k_bits | low;
 }
 
-/// `into[i]` becomes `operation(into[i], with[i])`; the two may be the same.
+// What is done to words, and in the same way to blocks of them.
+constexpr auto k_or = [](auto& into, const auto& with) { into |= with; };
+constexpr auto k_and = [](auto& into, const auto& with) { into &= with; };
+constexpr auto k_xor = [](auto& into, const auto& with) { into ^= with; };
+
+#if defined(__GNUC__)
+using block = std::uint64_t __attribute__((vector_size(16)));
+#else
+using block = std::uint64_t;
+#endif
+
+/// Combines block by block. A block is read whole before it is written, so the two may be the same.
+template <class Block, class Operation>
+void combine_blocks(std::uint32_t* into, const std::uint32_t* with, std::uint32_t count, Operation operation)
+{
+    constexpr std::uint32_t k_words = sizeof(Block) / sizeof(std::uint32_t);
+    for (; count >= k_words; count -= k_words, into += k_words, with += k_words) {
+        Block a;
+        Block b;
+        std::memcpy(&a, into, sizeof a);
+        std::memcpy(&b, with, sizeof b);
+        operation(a, b);
+        std::memcpy(into, &a, sizeof a);
+    }
+    for (; count > 0; --count, ++into, ++with) operation(*into, *with);
+}
+
+#if defined(__GNUC__) && defined(__x86_64__)
+/// For processors whose registers are that wide.
+template <class Operation>
+__attribute__((target("avx2"))) void combine_wide(std::uint32_t* into, const std::uint32_t* with,
+                                                  std::uint32_t count, Operation operation)
+{
+    using wide_block = std::uint64_t __attribute__((vector_size(32)));
+    combine_blocks<wide_block>(into, with, count, operation);
+}
+#endif
+
+/// Applies `operation` to each word of `into` and its partner.
 template <class Operation>
 void combine(std::uint32_t* into, const std::uint32_t* with, std::uint32_t count, Operation operation)
 {
-    std::transform(into, into + count, with, into, operation);
+#if defined(__GNUC__) && defined(__x86_64__)
+    if (__builtin_cpu_supports("avx2")) return combine_wide(into, with, count, operation);
+#endif
+    combine_blocks<block>(into, with, count, operation);
 }
 
 bool all_zero(const std::uint32_t* words, std::uint32_t count)
@@ -136,28 +177,12 @@ static_assert(top_digits(33) == 1 && top_digits(32) == 8 && top_digits(31) == 8 
 
 // ---- making and unmaking
 
-UT_BITVEC::UT_BITVEC(unsigned long value, unsigned int bits) : num_bits_(bits)
-{
-    renew_words(compute_num_words(bits));
-    *this = value;
-}
-
 UT_BITVEC::UT_BITVEC(const char* text) : num_bits_(1)
 {
     init_with_str(text);
 }
 
-UT_BITVEC::UT_BITVEC(const UT_BITVEC& other) : num_bits_(1)
-{
-    *this = other;
-}
-
-UT_BITVEC::~UT_BITVEC()
-{
-    if (!isscaler()) delete[] words_;
-}
-
-UT_BITVEC& UT_BITVEC::operator=(const UT_BITVEC& other)
+UT_BITVEC& UT_BITVEC::copy(const UT_BITVEC& other)
 {
     if (this == &other) return *this;
     renew_words(other.num_words_);
@@ -259,22 +284,22 @@ void UT_BITVEC::match(const UT_BITVEC& other)
 UT_BITVEC& UT_BITVEC::or_with(const UT_BITVEC& other)
 {
     match(other);
-    combine(words(), other.words(), other.num_words_, std::bit_or<>());
+    combine(words(), other.words(), other.num_words_, k_or);
     return *this;
 }
 
 UT_BITVEC& UT_BITVEC::and_with(const UT_BITVEC& other)
 {
     match(other);
-    combine(words(), other.words(), other.num_words_, std::bit_and<>());
-    std::fill(words() + other.num_words_, words() + num_words_, 0U);
+    combine(words(), other.words(), other.num_words_, k_and);
+    if (num_words_ > other.num_words_) std::fill(words() + other.num_words_, words() + num_words_, 0U);
     return *this;
 }
 
 UT_BITVEC& UT_BITVEC::xor_with(const UT_BITVEC& other)
 {
     match(other);
-    combine(words(), other.words(), other.num_words_, std::bit_xor<>());
+    combine(words(), other.words(), other.num_words_, k_xor);
     return *this;
 }
 
@@ -305,23 +330,22 @@ void UT_BITVEC::make(const UT_BITVEC& a, const UT_BITVEC& b, Operation operation
     const UT_BITVEC& smaller = a_is_larger ? b : a;
     *this = larger;
     combine(words(), smaller.words(), smaller.num_words_, operation);
-    std::transform(words() + smaller.num_words_, words() + num_words_, words() + smaller.num_words_,
-                   [operation](std::uint32_t word) { return operation(word, 0U); });
+    for (std::uint32_t i = smaller.num_words_; i < num_words_; ++i) operation(words_[i], 0U);
 }
 
 void UT_BITVEC::make_and_or(const UT_BITVEC& a, const UT_BITVEC& b)
 {
-    make(a, b, std::bit_or<>());
+    make(a, b, k_or);
 }
 
 void UT_BITVEC::make_and_and(const UT_BITVEC& a, const UT_BITVEC& b)
 {
-    make(a, b, std::bit_and<>());
+    make(a, b, k_and);
 }
 
 void UT_BITVEC::make_and_xor(const UT_BITVEC& a, const UT_BITVEC& b)
 {
-    make(a, b, std::bit_xor<>());
+    make(a, b, k_xor);
 }
 
 void UT_BITVEC::make_and_complement(const UT_BITVEC& a)

@@ -13,9 +13,9 @@
 /// Errors: broken contracts are those of module "basutbitvec" with the exit value 91; what is checked is
 /// checked before anything changes. Exhausted memory throws `std::bad_alloc` and leaves the vector as it was.
 #pragma once
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <iosfwd>
 
 #include "basutstrobj.h"
@@ -47,14 +47,26 @@ public:
     /// A vector of `bits` bits with `value` in its first word, uncut, and zeros in all others.
     ///
     /// A bare 0 is both a number and a text to the compiler: write 0UL.
-    UT_BITVEC(unsigned long value = 0, unsigned int bits = k_word_bits);
+    UT_BITVEC(unsigned long value = 0, unsigned int bits = k_word_bits) : num_bits_(bits), word_(cut(value))
+    {
+        if (bits > k_word_bits) enlarge(compute_num_words(bits));
+    }
     /// One clear bit, to which `init_with_str` is then applied.
     UT_BITVEC(const char* text);
-    UT_BITVEC(const UT_BITVEC& other);
-    virtual ~UT_BITVEC();
+    UT_BITVEC(const UT_BITVEC& other) : num_bits_(other.num_bits_) { *this = other; }
+    virtual ~UT_BITVEC()
+    {
+        if (!isscaler()) delete[] words_;
+    }
 
     /// Takes value and size of `other`.
-    UT_BITVEC& operator=(const UT_BITVEC& other);
+    UT_BITVEC& operator=(const UT_BITVEC& other)
+    {
+        if (!both_scalar(other)) return copy(other);
+        word_ = other.word_;
+        num_bits_ = other.num_bits_;
+        return *this;
+    }
     /// Sets the first word and clears all others; the size stays.
     UT_BITVEC& operator=(unsigned long value);
     /// As `init_with_str`.
@@ -119,7 +131,9 @@ public:
     /// Compare the words, those that one lacks counting as zero; the counts of bits do not matter.
     bool operator==(const UT_BITVEC& other) const
     {
-        return both_scalar(other) ? word_ == other.word_ : equals(other);
+        if (both_scalar(other)) return word_ == other.word_;
+        if (num_words_ != other.num_words_) return equals(other);
+        return std::memcmp(words_, other.words_, num_words_ * sizeof(std::uint32_t)) == 0;
     }
     bool operator!=(const UT_BITVEC& other) const { return !(*this == other); }
 
@@ -262,12 +276,13 @@ private:
     {
         return static_cast<int>(words()[getWordIndex(index)] >> index % k_word_bits & 1U);
     }
-    bool both_scalar(const UT_BITVEC& other) const { return num_words_ == 1 && other.num_words_ == 1; }
+    bool both_scalar(const UT_BITVEC& other) const { return (num_words_ | other.num_words_) == 1; }
     UT_BITVEC& take_bits(const UT_BITVEC& other)
     {
-        num_bits_ = std::max(num_bits_, other.num_bits_);
+        if (num_bits_ < other.num_bits_) num_bits_ = other.num_bits_;
         return *this;
     }
+    UT_BITVEC& copy(const UT_BITVEC& other);
     UT_BITVEC& or_with(const UT_BITVEC& other);
     UT_BITVEC& and_with(const UT_BITVEC& other);
     UT_BITVEC& xor_with(const UT_BITVEC& other);
