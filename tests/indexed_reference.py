@@ -3,8 +3,6 @@
 
 indexed_reference.py golden DIRECTORY        makes the golden files
 indexed_reference.py golden-check DIRECTORY  makes them anew, compares, and reads them back
-indexed_reference.py list FILE               a line for each segment: name, offset, size, type, data
-indexed_reference.py cat FILE SEGMENT        the bytes of a segment, to standard output
 """
 import pathlib
 import struct
@@ -68,23 +66,13 @@ def check(path, steps, file):
         sys.exit(f"{path} is not what it should be")
 
 
-def main(command, path, *names):
-    path = pathlib.Path(path)
-    if command in ("golden", "golden-check"):
-        for name, (steps, *data) in golden().items():
-            file = written(steps, *data)
-            if command == "golden":
-                (path / name).write_bytes(file)
-            else:
-                check(path / name, steps, file)
-        return
-    file = path.read_bytes()
-    for name, offset, size, *numbers in read(file):
-        if command == "list":
-            print(name.decode("latin-1"), offset, size, *numbers)
-        elif name == names[0].encode("latin-1"):
-            sys.stdout.buffer.write(file[offset:offset + size])
-            return
+def main(command, directory):
+    for name, (steps, *data) in golden().items():
+        path = pathlib.Path(directory, name)
+        if command == "golden":
+            path.write_bytes(written(steps, *data))
+        else:
+            check(path, steps, written(steps, *data))
 
 
 if __name__ == "__main__":

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <string_view>
 #include <utility>
 
 #include "basutfile.h"
@@ -244,7 +245,8 @@ void UT_IFILE::readsegdir()
         const long size = stream_->readlong();
         const long type = stream_->readlong();
         const long data = stream_->readlong();
-        add(new_entry(new UT_IFILEDIR(name.data(), offset, size, type, data)));
+        add(new_entry(new UT_IFILEDIR(name.data(), offset, size, type, data)),
+            by_name_.end());  // names come in order, as a rule
     }
 }
 
@@ -296,14 +298,14 @@ ut_long UT_IFILE::directory_offset()
     return filed(std::max(behind_last, ut_int64{next_free_}));
 }
 
-/// Puts `entry` into the list, and into the map unless that has one of this name. Where memory is exhausted,
-/// it goes into neither.
-UT_IFILEDIR* UT_IFILE::add(new_entry entry)
+/// Puts `entry` into the list and, at `place` or near it, into the map, unless that has one of this name.
+/// Where memory is exhausted, it goes into neither.
+UT_IFILEDIR* UT_IFILE::add(new_entry entry, name_map::const_iterator place)
 {
-    decltype(by_name_) one;
+    name_map one;
     one.emplace(entry->name_, entry.get());
     entries_.append(entry.get());
-    by_name_.insert(by_name_.end(), one.extract(one.begin()));  // the end: names come in order, as a rule
+    by_name_.insert(place, one.extract(one.begin()));
     return entry.release();
 }
 
@@ -319,25 +321,29 @@ UT_IFILEDIR* UT_IFILE::find(const char* name) const
 UT_IFILEDIR* UT_IFILE::newfdir(const char* name, long type, long data)
 {
     if (name == nullptr) return nullptr;
-    return add(new_entry(new UT_IFILEDIR(name, next_free_, 0, type, data)));
+    return add(new_entry(new UT_IFILEDIR(name, next_free_, 0, type, data)),
+               by_name_.lower_bound(std::string_view(name)));
 }
 
 UT_STREAM* UT_IFILE::putdataseg(const char* name, long type, long data)
 {
     const bool in_work = cache_ == 0 && stream_ != nullptr;
     if (name_ == nullptr || mode_ != k_to_write || name == nullptr || in_work) return nullptr;
-    UT_IFILEDIR* entry = find(name);
-    if (entry != nullptr) {
+    const std::string_view key = name;
+    const auto place = by_name_.lower_bound(key);
+    UT_IFILEDIR* entry = nullptr;
+    if (place != by_name_.end() && place->first == key) {
+        entry = place->second;
         entry->offset_ = next_free_;
         entry->size_ = 0;
         entry->type_ = filed(type);
         entry->data_ = filed(data);
     } else {
-        entry = newfdir(name, type, data);
+        entry = add(new_entry(new UT_IFILEDIR(name, next_free_, 0, type, data)), place);
     }
     if (stream_ == nullptr && !reopen(UT_ACCESS_WRITE)) return nullptr;
     current_ = entry;
-    stream_->setfoffset(entry->offset_);
+    go_to(entry->offset_);
     return stream_;
 }
 
@@ -369,13 +375,17 @@ UT_STREAM* UT_IFILE::getdataseg(const char* name, long type, UT_IFILESEGINFO* in
     return stream_;
 }
 
-/// Brings the stream to `offset`: a little way ahead by reading on, which saves a call into the system, and
-/// in a compressed file saves reading all from the start. A place that cannot be is the end.
+/// Brings the stream to `offset`. A place that cannot be is the end.
+///
+/// Most segments follow each other, which saves a call into the system: a reader reads on where it is a
+/// little way ahead, and in a compressed file, where any seek reads all from the start, however far it is.
 void UT_IFILE::go_to(ut_long offset)
 {
+    const bool compressed = stream_->is_access_compressed() != 0;
     const long ahead = offset - stream_->getfoffset();
-    const bool read_on = ahead >= 0 && (ahead <= k_near || stream_->is_access_compressed() != 0);
-    if (read_on && stream_->geteof() == 0 && stream_->skip(ahead) == ahead) return;
+    const bool read_on = mode_ == k_to_read && ahead >= 0 && (ahead <= k_near || compressed);
+    const bool write_on = mode_ == k_to_write && ahead == 0 && !compressed;
+    if ((read_on || write_on) && stream_->geteof() == 0 && stream_->skip(ahead) == ahead) return;
     if (stream_->setfoffset(offset) == 0) stream_->seekend();
 }
 

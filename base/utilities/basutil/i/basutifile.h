@@ -199,6 +199,7 @@ public:
 
 private:
     struct entry_release;
+    using name_map = std::map<std::string, UT_IFILEDIR*, std::less<>>;
     using new_entry = std::unique_ptr<UT_IFILEDIR, entry_release>;
 
     static constexpr unsigned char k_file_bit = 0x40;  ///< of the data revision: 65,536 segments more
@@ -209,12 +210,12 @@ private:
     void readsegdir();
     bool write_directory();
     ut_long directory_offset();
-    UT_IFILEDIR* add(new_entry entry);
+    UT_IFILEDIR* add(new_entry entry, name_map::const_iterator place);
     UT_IFILEDIR* find(const char* name) const;
     void go_to(ut_long offset);
 
-    LIST_UT_IFILEDIR entries_;                                  ///< in the order of the file
-    std::map<std::string, UT_IFILEDIR*, std::less<>> by_name_;  ///< the first entry of each name
+    LIST_UT_IFILEDIR entries_;  ///< in the order of the file
+    name_map by_name_;          ///< the first entry of each name
     unsigned char version_ = 0;
     unsigned char revision_ = 0;
     unsigned char data_version_ = 0;
