@@ -13,6 +13,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "allocation_faults.h"
 #include "basutfile.h"
 #include "basutstream.h"
 #include "full_disk.h"
@@ -223,6 +224,25 @@ TEST_F(Asd, UnderMandatoryCompressionTheDumpIsACompressedFile)
     ASSERT_NE(in, nullptr);
     EXPECT_EQ(read_text(*in, 100), "text\r\n");
     ut_file.close(in);
+}
+
+TEST_F(Asd, AFailedAllocationLeavesNothingOpen)
+{
+    for (long n = 0;; ++n) {
+        const message_capture capture;
+        bool hit = false;
+        {
+            allocation_faults faults(n, 1);
+            try {
+                UT_ASD dump(base.c_str(), "par");
+                write_all(dump);
+            } catch (const std::bad_alloc&) {
+            }
+            hit = faults.hit();
+        }
+        if (!hit) break;
+    }
+    EXPECT_EQ(free_slots(base + "_par.asd"), 30);
 }
 
 TEST_F(Asd, AFullDiskEndsNothing)

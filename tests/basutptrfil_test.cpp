@@ -447,6 +447,19 @@ TEST_F(PtrFile, RandomGraphsComeBackInEveryForm)
     }
 }
 
+TEST_F(PtrFile, PackedDataIsReportedAndItsVersionBytesAreLeft)
+{
+    write_file(path, "\x5A\x5A\xA5\xA5\xC3\xC3\x71"
+                     "11 packed");
+    const message_capture capture;
+    UT_PTRFILE in(UT_ACCESS_READ);
+    ASSERT_EQ(ut_file.open(path.c_str(), &in, 0), &in);
+    EXPECT_EQ(reports_of(capture, "Illegal mixing file modes"), 1);
+    EXPECT_EQ(dumped(in)["Length of the transparent buffer"], 16'384);
+    EXPECT_EQ(read_text(in, 3), "11 ");
+    ut_file.close(&in);
+}
+
 TEST_F(PtrFile, AFullDiskShowsInTheStream)
 {
     for (int allowed = 0; allowed < 3; ++allowed) {

@@ -5,9 +5,11 @@
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include <gtest/gtest.h>
 
+#include "basutfile.h"
 #include "basutstream.h"
 #include "message_capture.h"
 #include "platform.h"
@@ -60,6 +62,19 @@ inline std::string read_text(UT_STREAM& stream, int count)
     std::string text(static_cast<std::size_t>(count), '\0');
     text.resize(static_cast<std::size_t>(stream.read(bytes_of(text), count)));
     return text;
+}
+
+/// How often `ut_file` can open this file: 30 times when it has nothing open.
+inline int free_slots(const std::string& path)
+{
+    std::vector<UT_STREAM*> streams;
+    while (streams.size() < 30) {
+        UT_STREAM* const stream = ut_file.open(path.c_str(), UT_ACCESS_READ, 0);
+        if (stream == nullptr) break;
+        streams.push_back(stream);
+    }
+    for (UT_STREAM* const stream : streams) ut_file.close(stream);
+    return static_cast<int>(streams.size());
 }
 
 /// A text of `length` bytes in which no two stretches are alike for long, with no NUL and no white space.

@@ -74,7 +74,7 @@ private:
     {
         constexpr std::uint64_t k_golden_ratio = 0x9e37'79b9'7f4a'7c15;
         const std::size_t mask = slots_.size() - 1;
-        std::size_t at =
+        auto at =
             static_cast<std::size_t>(reinterpret_cast<std::uintptr_t>(address) * k_golden_ratio >> shift_);
         while (slots_[at].record != nullptr && slots_[at].address != address) at = (at + 1) & mask;
         return slots_[at];
