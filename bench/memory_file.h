@@ -1,11 +1,12 @@
 /// \file memory_file.h
-/// A device in memory, for the benchmarks of packed data.
+/// A device in memory whose content is packed, for the benchmarks.
 #pragma once
 #include <algorithm>
 #include <cstddef>
 #include <string>
 #include <utility>
 
+#include "../tests/support/memory_device.h"
 #include "basutio.h"
 
 constexpr std::size_t k_piece = 16'384;  ///< what a stream hands over at once
@@ -15,9 +16,9 @@ inline unsigned char* bytes_of(std::string& text)
     return reinterpret_cast<unsigned char*>(text.data());
 }
 
-class memory_file : public UT_IO_DEVICE {
+class memory_file : public memory_device {
 public:
-    explicit memory_file(std::string bytes = "") : stored(std::move(bytes)) { set_io_mode(UT_IO_PAK); }
+    explicit memory_file(std::string bytes = "") : memory_device(std::move(bytes)) { set_io_mode(UT_IO_PAK); }
     ~memory_file() override { destroy_me(); }
     memory_file(const memory_file&) = delete;
     memory_file& operator=(const memory_file&) = delete;
@@ -25,30 +26,6 @@ public:
     using UT_IO_DEVICE::destroy_me;
     using UT_IO_DEVICE::get_data;
     using UT_IO_DEVICE::set_data;
-
-    int get_rawdata(unsigned char* out, int count) override
-    {
-        const std::size_t got =
-            stored.copy(reinterpret_cast<char*>(out), static_cast<std::size_t>(count), at_);
-        at_ += got;
-        return static_cast<int>(got);
-    }
-    int set_rawdata(unsigned char* from, int count) override
-    {
-        stored.append(reinterpret_cast<const char*>(from), static_cast<std::size_t>(count));
-        return count;
-    }
-    long set_rawoffset(long position) override
-    {
-        at_ = static_cast<std::size_t>(position);
-        return position;
-    }
-    long get_rawoffset() override { return static_cast<long>(at_); }
-
-    std::string stored;
-
-private:
-    std::size_t at_ = 0;
 };
 
 inline std::string packed(std::string from)

@@ -1,38 +1,11 @@
 // fuzz/packed_memory.h: packed data in memory, without reports and without an end of the process.
 #pragma once
-#include <algorithm>
 #include <cstddef>
 #include <string>
-#include <utility>
 
-#include "basutpak.h"
+#include "../tests/support/packed_tools.h"
 #include "msgdatabase.h"
 #include "platform.h"
-
-class memory_device : public UT_IO_DEVICE {
-public:
-    explicit memory_device(std::string bytes = "") : stored(std::move(bytes)) {}
-
-    int get_rawdata(unsigned char* out, int count) override
-    {
-        const std::size_t got =
-            stored.copy(reinterpret_cast<char*>(out), static_cast<std::size_t>(count), at_);
-        at_ += got;
-        return static_cast<int>(got);
-    }
-    int set_rawdata(unsigned char* from, int count) override
-    {
-        stored.append(reinterpret_cast<const char*>(from), static_cast<std::size_t>(count));
-        return count;
-    }
-    long set_rawoffset(long) override { return -1; }
-    long get_rawoffset() override { return -1; }
-
-    std::string stored;
-
-private:
-    std::size_t at_ = 0;
-};
 
 /// Counts the reports of a bogus offset, and turns the end of the process into an exception.
 class quiet_process final : public ketriope::message_database {
@@ -65,21 +38,15 @@ private:
     ketriope::platform::operations table_;
 };
 
-/// Reads `piece` bytes at a time, up to `most` of them.
-inline std::string unpacked(const std::string& stored, std::size_t piece, std::size_t most)
+/// Reads `piece` bytes at a time, up to `most` of them; the end of the process is an end, too.
+inline std::string unpacked_quietly(const std::string& stored, std::size_t piece, std::size_t most)
 {
     memory_device device(stored);
     UTPAK_DATA packer(&device, 0, 0);
     std::string content;
-    std::string part(piece, '\0');
-    while (content.size() < most) {
-        long got = 0;
-        try {
-            got = packer.unpak(part.data(), static_cast<long>(piece));
-        } catch (const quiet_process::process_end&) {
-        }
-        if (got < 1) break;
-        content.append(part, 0, static_cast<std::size_t>(got));
+    try {
+        append_unpacked(packer, piece, most, content);
+    } catch (const quiet_process::process_end&) {
     }
     return content;
 }

@@ -167,13 +167,13 @@ TEST(UthufTree, NodesAddedOneByOneMakeTheSameTreeWithItsDepths)
 TEST(UthufTree, AWordIsItsPathFromTheRoot)
 {
     const std::string bytes = written<UTHUF_TREE>(3, [](UTHUF_TREE& tree) {
-        for (const unsigned long word : {0, 1, 2, 1}) tree.putword(word);
+        for (const unsigned long word : {0u, 1u, 2u, 1u}) tree.putword(word);
     });
     EXPECT_EQ(bytes, "\x19"s);  // 1 0, 0, 1 1, 0 from the lowest bit up
     memory_device device(bytes);
     UT_PAKIO bits(&device);
     UTHUF_TREE tree(3, &bits, 0);
-    for (const unsigned long word : {0, 1, 2, 1}) EXPECT_EQ(tree.getword(), word);
+    for (const unsigned long word : {0u, 1u, 2u, 1u}) EXPECT_EQ(tree.getword(), word);
     EXPECT_EQ(tree.getbs(), &bits);
 }
 

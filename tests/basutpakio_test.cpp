@@ -59,7 +59,7 @@ TEST(UtPakio, GivesTheBitsOfEachByteFromTheLowestUp)
 {
     memory_device device("\xA6\x01"s);
     UT_PAKIO bits(&device);
-    for (const unsigned expected : {0, 1, 1, 0, 0, 1, 0, 1, 1, 0, 0, 0, 0, 0, 0, 0})
+    for (const int expected : {0, 1, 1, 0, 0, 1, 0, 1, 1, 0, 0, 0, 0, 0, 0, 0})
         EXPECT_EQ(bits.getbit(), expected);
     EXPECT_FALSE(bits.is_end_of_pakio());
     EXPECT_EQ(bits.getbit(), 0);

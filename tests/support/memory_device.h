@@ -4,6 +4,7 @@
 #include <climits>
 #include <cstddef>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "basutio.h"

@@ -26,16 +26,21 @@ inline std::string packed(const std::string& content, std::size_t block = 16'384
     return device.stored;
 }
 
-/// All that a reader gives, asked for `piece` bytes at a time, until it gives nothing.
+/// What a reader gives, asked for `piece` bytes at a time, until it gives nothing or `most` are there.
+inline void append_unpacked(UTPAK_DATA& packer, std::size_t piece, std::size_t most, std::string& content)
+{
+    std::string part(piece, '\0');
+    while (content.size() < most) {
+        const long got = packer.unpak(part.data(), static_cast<long>(piece));
+        if (got < 1) return;
+        content.append(part, 0, static_cast<std::size_t>(got));
+    }
+}
 inline std::string unpacked(UTPAK_DATA& packer, std::size_t piece)
 {
     std::string content;
-    std::string part(piece, '\0');
-    for (;;) {
-        const long got = packer.unpak(part.data(), static_cast<long>(piece));
-        if (got < 1) return content;
-        content.append(part, 0, static_cast<std::size_t>(got));
-    }
+    append_unpacked(packer, piece, std::string::npos, content);
+    return content;
 }
 inline std::string unpacked(const std::string& stored, std::size_t piece = 16'384)
 {

@@ -185,7 +185,7 @@ void UTHUF_TREE::put_path(const UTHUF_NODE* node)
     unsigned long branches = 0;
     unsigned count = 0;
     while (node->parent != nullptr && count < k_bits_at_once) {
-        branches = branches << 1 | (node == node->parent->right ? 1u : 0u);
+        branches = branches << 1 | (node == node->parent->right ? 1U : 0U);
         ++count;
         node = node->parent;
     }

@@ -31,7 +31,8 @@ UT_PAKIO::~UT_PAKIO() noexcept(false)
 
 long UT_PAKIO::get_curr_offset() const
 {
-    return static_cast<long>(offset_ + static_cast<std::uint32_t>(current_ - buffer_.get()));
+    const std::uint32_t used = offset_ + static_cast<std::uint32_t>(current_ - buffer_.get());
+    return static_cast<long>(used);
 }
 
 // ---- input
@@ -89,7 +90,7 @@ unsigned long UT_PAKIO::getbits(unsigned n)
             if (is_end_of_pakio()) break;
             continue;
         }
-        const unsigned long piece = register_ & ((1ul << count) - 1);
+        const unsigned long piece = register_ & ((1UL << count) - 1);
         value |= piece << done;
         register_ >>= count;
         done += count;
@@ -111,11 +112,11 @@ void UT_PAKIO::putbits(unsigned long value, unsigned n)
     while (n > 0) {
         const auto place = static_cast<unsigned>(std::countr_zero(mask_));
         const unsigned count = std::min(n, k_byte_bits - place);
-        const std::uint32_t piece = rest & ((1u << count) - 1);
+        const std::uint32_t piece = rest & ((1U << count) - 1);
         *current_ = static_cast<unsigned char>(*current_ | piece << place);
         rest >>= count;
         n -= count;
-        mask_ = 1u << ((place + count) % k_byte_bits);
+        mask_ = 1U << ((place + count) % k_byte_bits);
         if (mask_ == 1) next_byte();
     }
 }

@@ -32,7 +32,10 @@ constexpr std::size_t index_of(ut_long length)
 
 }  // namespace
 
-match_finder::match_finder(std::uint32_t base) : tables_(std::make_unique<tables>()), base_(base) {}
+match_finder::match_finder(std::uint32_t base)
+    : tables_(std::make_unique_for_overwrite<tables>()), base_(base)
+{
+}
 
 std::uint32_t match_finder::longer_hash(const unsigned char* bytes, ut_long length)
 {
@@ -74,8 +77,8 @@ void match_finder::grow(content_view content, ut_long old_end)
                 link(content.bytes, position, length);
         }
     const auto complete = [&](ut_long position) { return position + k_good_match <= content.end; };
-    const auto end = late_.begin() + late_count_;
-    late_count_ = static_cast<int>(std::remove_if(late_.begin(), end, complete) - late_.begin());
+    ut_long* const end = late_.data() + late_count_;
+    late_count_ = static_cast<int>(std::remove_if(late_.data(), end, complete) - late_.data());
 }
 
 void match_finder::move_down(ut_long shift)
