@@ -94,7 +94,6 @@ private:
     void append_match(ut_long offset, ut_long length);
     void refuse_offset();
 
-    ut_uint64 blocks_ = 0;
     char version_;
     unsigned char ended_ = 0;          ///< the end mark was read
     unsigned char* window_ = nullptr;  ///< memory of `malloc`
@@ -108,4 +107,5 @@ private:
     std::unique_ptr<ketriope::unpacking_tables> tables_;  ///< null in a writer
     ut_long dropped_ = 0;   ///< bytes in front of the window, moved away at times
     ut_long capacity_ = 0;  ///< of the window's memory
+    ut_uint64 blocks_ = 0;  ///< written, or begun to be read
 };
