@@ -91,5 +91,7 @@ void UT_MEMMGR::report()
         ut_userfatal(k_text);
     } catch (int) {  // there are no messages; `new` must not throw that, so it is told without them
         ut_c_userfatal(k_text);
+    } catch (const std::bad_alloc&) {
+        end_without_memory();
     }
 }

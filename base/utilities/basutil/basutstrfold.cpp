@@ -2,6 +2,7 @@
 #include "basutstr.h"
 
 #include <algorithm>
+#include <bit>
 #include <limits>
 #include <string_view>
 #include <utility>
@@ -46,16 +47,24 @@ line_end measure(std::string_view text, std::size_t begin, std::size_t room) noe
 }
 
 /// Lines on their way to the caller; they are released if one more cannot be had.
+///
+/// The array grows with them: a report of exhausted memory is folded, too, in the little that is left.
 class line_array {
 public:
-    explicit line_array(std::size_t places) : lines_(ketriope::heap_block<char*>(places)) {}
+    line_array() = default;
     ~line_array() { ut_strdelstrings(lines_, count_); }
     line_array(const line_array&) = delete;
     line_array& operator=(const line_array&) = delete;
 
     void add(std::string_view text, std::size_t indent)
     {
-        lines_[count_] = ketriope::heap_copy(text, indent).release();
+        const auto count = static_cast<std::size_t>(count_);
+        if (count == 0 || std::has_single_bit(count)) {
+            void* const grown = std::realloc(lines_, 2 * std::max(count, std::size_t{1}) * sizeof(char*));
+            if (grown == nullptr) throw std::bad_alloc();
+            lines_ = static_cast<char**>(grown);
+        }
+        lines_[count] = ketriope::heap_copy(text, indent).release();
         ++count_;
     }
     char** release(short& count) noexcept
@@ -65,7 +74,7 @@ public:
     }
 
 private:
-    char** lines_;
+    char** lines_ = nullptr;  ///< with room for twice the last power of two that the count has passed
     short count_ = 0;
 };
 
@@ -77,7 +86,7 @@ char** ut_strbreakstring(const char* text, short width, short* count, short inde
     const columns shape = usable(width, indent);
     const std::size_t most_lines =
         std::min<std::size_t>(all.size() / shape.width + k_spare_lines, std::numeric_limits<short>::max());
-    line_array lines(most_lines);
+    line_array lines;
     std::size_t begin = 0;
     for (std::size_t made = 0; made < most_lines && begin <= all.size(); ++made) {
         const std::size_t stands_in = made == 0 ? 0 : shape.indent;
