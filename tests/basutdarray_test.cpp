@@ -583,8 +583,8 @@ TEST(UtDarray, SortsAsTheBaseDoes)
 
 TEST(UtDarray, SortingPastTheCountGrowsOnce)
 {
-    int_array made({3, 1, 2}, 1);
-    made.array.setzeromem(1);
+    int_array made(1, 1);
+    for (const int value : {3, 1, 2}) made.append(value);
     made.array.a_sort(by_value, 0, 8);
     EXPECT_EQ(made.counters(), pair(9, 9));
     EXPECT_EQ(made.contents(), (numbers{0, 0, 0, 0, 0, 0, 1, 2, 3}));

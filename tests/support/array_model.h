@@ -5,6 +5,7 @@
 // array and to its model and tells the first difference, down to the order in which elements were compared.
 #pragma once
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <functional>
@@ -248,6 +249,23 @@ private:
 
 /// Where the calls come from: a number of 0 .. bound - 1 at a time.
 using number_source = std::function<unsigned(unsigned bound)>;
+
+/// The bytes of a fuzzer's input as such numbers; 0 when they are used up.
+class bytes_of_input {
+public:
+    bytes_of_input(const std::uint8_t* data, std::size_t size) : rest_(data, data + size) {}
+
+    unsigned next(unsigned bound)
+    {
+        if (at_end()) return 0;
+        return rest_[at_++] % bound;
+    }
+    bool at_end() const { return at_ == rest_.size(); }
+
+private:
+    std::vector<std::uint8_t> rest_;
+    std::size_t at_ = 0;
+};
 
 /// An array beside its model.
 template <class Array, class Model>

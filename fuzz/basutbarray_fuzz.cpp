@@ -1,0 +1,22 @@
+// fuzz/basutbarray_fuzz.cpp: calls of an array in blocks that never move, each beside the model.
+#include "basutbarray.h"
+
+#include <cstddef>
+#include <cstdint>
+
+#include "../tests/support/array_model.h"
+#include "fuzz_check.h"
+
+/// A byte each for the size of a block and clearing; then the calls, whose numbers take a byte each.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    array_model::bytes_of_input input(data, size);
+    const int per_block = 1 + static_cast<int>(input.next(9));
+    const bool zero = input.next(2) == 1;
+    void** table = nullptr;
+    UT_BARRAY array(&table, sizeof(int), per_block, zero ? 1 : 0);
+    array_model::in_many_blocks expected(per_block, zero);
+    array_model::versus both(array, expected, [&](unsigned bound) { return input.next(bound); });
+    while (!input.at_end()) FUZZ_CHECK(both.step().empty());
+    return 0;
+}
