@@ -974,7 +974,7 @@ TEST_F(UtIfile, ACopySharesEverything)
         EXPECT_TRUE(copy.unload());
     }
     // The source is never destroyed; its map alone is its own.
-    static std::vector<UT_IFILE*> kept;
+    static auto& kept = *new std::vector<UT_IFILE*>;
     kept.push_back(source);
     EXPECT_EQ(indexed_model::file::read(file_bytes(path_))->entries.size(), 1U);
 }

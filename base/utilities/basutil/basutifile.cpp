@@ -157,7 +157,7 @@ unsigned char UT_IFILE::create(const char* name)
 {
     name = text_of(name);
     if (name_ != nullptr)
-        numbered_message({"1411"}, "File \"%s\" was not closed before file \"%s\" was created", name_, name);
+        numbered_message({"1411"}, R"(File "%s" was not closed before file "%s" was created)", name_, name);
     begin(name, k_to_write);
     stream_ = ut_file.open(name_, UT_ACCESS_WRITE, 1);
     if (stream_ == nullptr) {
@@ -176,7 +176,7 @@ unsigned char UT_IFILE::load(const char* name)
 {
     name = text_of(name);
     if (name_ != nullptr)
-        numbered_message({"1410"}, "File \"%s\" was not closed before file \"%s\" was opened", name_, name);
+        numbered_message({"1410"}, R"(File "%s" was not closed before file "%s" was opened)", name_, name);
     begin(name, k_to_read);
     stream_ = ut_file.open(name_, UT_ACCESS_READ, 1);  // without the write bit nothing is truncated
     if (stream_ == nullptr) {
