@@ -28,6 +28,18 @@ constexpr side k_left{&UT_BTR_NODE::left, &UT_BTR_NODE::right, UT_BTR_NODE::k_le
                       UT_BTR_NODE::k_right_heavy};
 constexpr side k_right = k_left.other();
 
+/// Lets the memory of the next two steps come while the data of a node are compared: what will be compared
+/// at either child, and the children of both.
+void fetch_ahead(const UT_BTR_NODE& node)
+{
+    for (const UT_BTR_NODE* child : {node.left, node.right}) {
+        if (child == nullptr) continue;
+        ketriope::prefetch(child->data);
+        ketriope::prefetch(child->left);
+        ketriope::prefetch(child->right);
+    }
+}
+
 /// Makes the child on the `high` side the root of the subtree; the balances are left to the caller.
 void rotate(UT_BTR_NODE** link, const side& high)
 {
@@ -292,9 +304,7 @@ UT_BTR_NODE** UT_BTR_TREE::follow(const char* key, Passed passed)
 {
     UT_BTR_NODE** link = &root_;
     while (UT_BTR_NODE* const node = *link) {
-        // One of the children is next: both come while the data are compared.
-        ketriope::prefetch(node->left);
-        ketriope::prefetch(node->right);
+        fetch_ahead(*node);
         const int c = internal_cmp(node->data, key);
         if (c == 0) break;
         passed(link);
