@@ -318,15 +318,16 @@ void UTHUF_ADAPTIVE_TREE::rescale()
 
 void UTHUF_ADAPTIVE_TREE::check_list() const
 {
-    const auto report = [](const char* number, const char* text, int exit_value) {
-        ketriope::numbered_message({.number = number, .route = ketriope::numbered::legacy::error}, "%s",
-                                   text);
-        ketriope::leave_process(exit_value);
-    };
+    constexpr auto k_error = ketriope::numbered::legacy::error;
     for (ut_long i = 0; i < list_size_; ++i) {
         UTHUF_NODE* const* const place = &list_[static_cast<std::size_t>(i)];
-        if (i + 1 < list_size_ && place[0]->weight > place[1]->weight)
-            report("1106", "Nodes list sanity error 2.", 2);
-        if ((*place)->position != place) report("1107", "Nodes list sanity error 3.", 1);
+        if (i + 1 < list_size_ && place[0]->weight > place[1]->weight) {
+            ketriope::numbered_message({.number = "1106", .route = k_error}, "Nodes list sanity error 2.");
+            ketriope::leave_process(2);
+        }
+        if ((*place)->position != place) {
+            ketriope::numbered_message({.number = "1107", .route = k_error}, "Nodes list sanity error 3.");
+            ketriope::leave_process(1);
+        }
     }
 }
