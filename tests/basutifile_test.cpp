@@ -950,6 +950,7 @@ TEST_F(UtIfile, TheListKnowsItsEntriesByName)
     EXPECT_EQ(list.find(key.data()), b);
     key = "c";
     EXPECT_EQ(list.find(key.data()), nullptr);
+    EXPECT_EQ(list.find(nullptr), nullptr);
     list.sort();
     EXPECT_EQ(list.getnext(), a);
     EXPECT_EQ(list.getnext(), b);

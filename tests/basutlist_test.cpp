@@ -17,6 +17,7 @@
 #include "allocation_faults.h"
 #include "list_model.h"
 #include "message_capture.h"
+#include "virtual_slots.h"
 
 namespace {
 
@@ -90,6 +91,16 @@ TEST_F(UtList, HasFourFieldsBehindEachOtherTheTableOfSlotsFirst)
     EXPECT_EQ(first_node[0], after[2]);  // the first one's successor is the last
     EXPECT_EQ(first_node[1], a);
 }
+
+#if defined(TEST_KNOWS_SLOTS)
+TEST_F(UtList, TheVirtualOperationsKeepTheirPlaces)
+{
+    EXPECT_EQ(slot_of(&UT_LIST::freedata), 2U);  // behind the destructor
+    EXPECT_EQ(slot_of(&UT_LIST::printdata), 3U);
+    EXPECT_EQ(slot_of(&UT_LIST::finddata), 4U);
+    EXPECT_EQ(slot_of(&UT_LIST::compdata), 5U);
+}
+#endif
 
 TEST_F(UtList, IsMadeByDerivedClassesAlone)
 {

@@ -105,6 +105,7 @@ void LIST_UT_IFILEDIR::printdata(void* data)
 
 unsigned char LIST_UT_IFILEDIR::finddata(void* data, void* key)
 {
+    if (key == nullptr) return 0;
     return std::strcmp(static_cast<UT_IFILEDIR*>(data)->getname(), static_cast<const char*>(key)) == 0;
 }
 

@@ -5,13 +5,15 @@
 /// `UT_BLIST` holds up to 2^32 - 1, 65,535 and 65,535, and tells where it put an element, which makes taking
 /// it out cheap.
 ///
-/// A bag knows no order, but its slots have one: an element goes behind the highest occupied slot of the last
-/// block, or to the start of a new block. Slots that are freed further down stay free; only `clear` gives
-/// memory back. Ownership: the elements are the caller's. A copy shares the blocks of its source, and only
-/// one of the two may be destroyed; likewise one of two copies of an iterator. Lifetime: a bag outlives its
-/// iterators. An iterator of a bag that was cleared may only be reset or destroyed. Threads: no locks; a bag
-/// belongs to one thread at a time, and so do the statistics of all bags. Errors: a broken contract has the
-/// exit value 19. The destructors may throw.
+/// A bag knows no order, but its slots have one: an element goes behind the highest occupied slot of the
+/// last block, or to the start of a new block. Slots that are freed further down stay free; only `clear`
+/// gives memory back.
+/// Ownership: the elements are the caller's. A copy shares the blocks of its source, and only one of the
+/// two may be destroyed; likewise one of two copies of an iterator.
+/// Lifetime: a bag outlives its iterators. An iterator of a bag that was cleared may only be reset or
+/// destroyed.
+/// Threads: no locks; a bag belongs to one thread at a time, and so do the statistics of all bags.
+/// Errors: a broken contract has the exit value 19. The destructors may throw.
 #pragma once
 #include <cstddef>
 #include <cstdint>
@@ -42,18 +44,19 @@ public:
     /// Puts `data` into the bag, and where it went into `link` and `index`; each of these may be null.
     ///
     /// Null `data` changes nothing.
-    /// Errors: the 2^32nd element breaks the contract, and so does a block that cannot be had. The element is
-    /// not stored then, but has been counted.
+    /// Errors: the 2^32nd element breaks the contract, and so does a block that cannot be had. The element
+    /// is not stored then, but has been counted.
     /// Cost: linear in the slots of a block.
     void l_append(void* data, UT_BLIST_BLINK** link = nullptr, int* index = nullptr);
     /// Tells whether `data` is in the bag. Null is, if some slot is free.
     ///
     /// A position is looked at first: a `link` of this bag that `clear` has not taken away since, and an
-    /// index of one of its slots. A null link or an index out of bounds is none. Cost: linear, without the
-    /// right position.
+    /// index of one of its slots. A null link or an index out of bounds is none.
+    /// Cost: linear, without the right position.
     unsigned char l_find(void* data, UT_BLIST_BLINK* link = nullptr, int index = -1) const;
     /// Frees the slot that holds `data`, that of the position before any other; false if none does, and for
-    /// null. Cost: as that of `l_find`.
+    /// null.
+    /// Cost: as that of `l_find`.
     unsigned char l_remove(void* data, UT_BLIST_BLINK* link = nullptr, int index = -1);
 
     /// Does not compress yet, and says so.

@@ -91,7 +91,7 @@ public:
     void freedata(void* data) override;
     /// Tells the entry's name as a status message.
     void printdata(void* data) override;
-    /// True for an entry whose name is `key`, a NUL-terminated text.
+    /// True for an entry whose name is `key`, a NUL-terminated text; false for a null one.
     unsigned char finddata(void* data, void* key) override;
     /// Orders entries by the bytes of their names.
     int compdata(void* a, void* b) override;
@@ -100,16 +100,17 @@ public:
 /// One indexed file at a time, being read or being written.
 ///
 /// Ownership: a copy shares the entries, the stream and the name of its source, and only one of the two may
-/// be destroyed. The streams that it hands out are its own. Errors: what cannot be stored on a full disk
-/// shows in the stream's `geterror`, and in that of `ut_file` when `unload` is done. A file that was opened
-/// before and cannot be opened again is message 1105 and the end of the process, exit value 1.
+/// be destroyed. The streams that it hands out are its own.
+/// Errors: what cannot be stored on a full disk shows in the stream's `geterror`, and in that of `ut_file`
+/// when `unload` is done. A file that was opened before and cannot be opened again is message 1105 and the
+/// end of the process, exit value 1.
 class UT_EXPORT UT_IFILE {
 public:
     UT_IFILE();
     UT_IFILE(const UT_IFILE&) = default;  // shallow on purpose, as is assignment: see above
     UT_IFILE& operator=(const UT_IFILE&) = default;
-    /// Lets go of everything. Errors: a file that is being written has no directory then, and cannot be read:
-    /// message 1409.
+    /// Lets go of everything.
+    /// Errors: a file that is being written has no directory then, and cannot be read: message 1409.
     virtual ~UT_IFILE() noexcept(false);
 
     // The order of these declarations is the order of the slots.
@@ -117,16 +118,18 @@ public:
     /// Begins the segment `name`, and returns the stream that takes its bytes.
     ///
     /// A segment that is there already is written anew, behind all others: its old bytes stay in the file,
-    /// and nothing refers to them. In the directory it keeps its place. Lifetime: the stream is good until
-    /// `enddataseg`. Flush it by that alone. Errors: null where no file is being written, for a null name,
-    /// and with the file cache off while a segment is in work.
+    /// and nothing refers to them. In the directory it keeps its place.
+    /// One that is not ended has size 0, and what comes next is written over it.
+    /// Lifetime: the stream is good until `enddataseg`.
+    /// Errors: null where no file is being written, for a null name, and with the file cache off while a
+    /// segment is in work.
     virtual UT_STREAM* putdataseg(const char* name, long type, long data);
     /// Reports a file of another version. Errors: breaks the contract, exit value 2.
     virtual void version_mismatch(unsigned char version);
     /// Reports a file of another revision: message 1412, and `load` goes on.
     virtual void revision_mismatch(unsigned char revision);
-    /// Reports that the file cannot be opened. Errors: breaks the contract, exit value 3 for a file to be
-    /// read, 4 for one to be written.
+    /// Reports that the file cannot be opened.
+    /// Errors: breaks the contract, exit value 3 for a file to be read, 4 for one to be written.
     virtual void openerror();
 
     // ---- the file
@@ -134,14 +137,15 @@ public:
     /// Makes the file `name`, or empties it, to write segments.
     ///
     /// A file that is still held is let go without a directory, as message 1411 says. Its entries stay, and
-    /// go into the new file's directory. Errors: `openerror` and false; the name is held even so.
+    /// go into the new file's directory.
+    /// Errors: `openerror` and false; the name is held even so.
     unsigned char create(const char* name);
     /// Opens the file `name` and reads its directory.
     ///
     /// A file that is still held is let go as by `create`, with message 1410. Where two entries have one
-    /// name, the first is the one that is found by it. Whatever the file holds, reading it is safe: what lies
-    /// behind its end reads as 0 and "". Errors: `openerror` or `version_mismatch`, and false; the name is
-    /// held even so, until `unload`.
+    /// name, the first is the one that is found by it. Whatever the file holds, reading it is safe: what
+    /// lies behind its end reads as 0 and "".
+    /// Errors: `openerror` or `version_mismatch`, and false; the name is held even so, until `unload`.
     unsigned char load(const char* name);
     /// Ends the work on the file: writes the directory if it is being written, and closes it.
     ///
@@ -181,11 +185,13 @@ public:
     /// not the segment's.
     ///
     /// `info` may be null. It is filled from the entry; if it remembers one of this name, that is the one
-    /// taken. Lifetime: the stream is good until `enddataseg`, or with the file cache until the next segment
-    /// is asked for. Errors: null for a segment that is not there or has another type than `type`, unless
-    /// that is all ones (-1 or 0xFFFFFFFF); where no file is being read; for a null name; and with the file
-    /// cache off while a segment is in work. An entry whose offset is negative gives a stream at its end,
-    /// with `geterror`.
+    /// taken.
+    /// Lifetime: the stream is good until `enddataseg`, or with the file cache until the next segment is
+    /// asked for.
+    /// Errors: null for a segment that is not there or has another type than `type`, unless that is all
+    /// ones (-1 or 0xFFFFFFFF); where no file is being read; for a null name; and with the file cache off
+    /// while a segment is in work. An entry whose offset is negative gives a stream at its end, with
+    /// `geterror`.
     UT_STREAM* getdataseg(const char* name, long type, UT_IFILESEGINFO* info);
     /// Fills `info` with what the directory tells of the segment `name`; if there is none, gives it the name
     /// "" and returns false.

@@ -24,8 +24,8 @@ private:
 /// The cursor stands on the last node handed out, or before the first one, or nowhere: at the end of the
 /// list, and when its node was the last one and is gone. From nowhere only `reset`, a `find` that finds,
 /// `sort` and `freelist` bring it back.
-/// Errors: none are reported. A node that cannot be had goes to the new-handler, which may throw; the list is
-/// then as it was.
+/// Errors: none are reported. A node that cannot be had goes to the new-handler, which may throw; the list
+/// is then as it was.
 class UT_EXPORT UT_LIST {
 public:
     UT_LIST(const UT_LIST&) = default;  // shallow on purpose, as is assignment: see above
@@ -67,8 +67,8 @@ public:
     unsigned char insert(void* after, void* data);
     /// Puts `data` at its place in an ordered list, behind its equals.
     ///
-    /// Where it is not below the last element it goes behind that, and nothing else is compared; so in a list
-    /// that is out of order the last one alone decides.
+    /// Where it is not below the last element it goes behind that, and nothing else is compared; so in a
+    /// list that is out of order the last one alone decides.
     /// Cost: constant for data that comes in order, else linear.
     unsigned char mergesort(void* data);
 
