@@ -19,6 +19,7 @@
 #include "message_capture.h"
 #include "packed_codes.h"
 #include "packed_tools.h"
+#include "scoped_operations.h"
 #include "stream_tools.h"
 
 namespace {
@@ -669,7 +670,26 @@ TEST_F(UtpakStream, AFileOfAnUnknownVersionIsRefused)
     }
 }
 
-std::int64_t room_on_disk = 0;
+TEST_F(UtpakStream, AFileCutOffAnywhereGivesTheBeginningOfItsContent)
+{
+    const std::string content = "some text, and some text that comes again";
+    store(content);
+    const std::string bytes = file_bytes(path);
+    for (std::size_t length = 9; length < bytes.size(); ++length) {
+        write_file(path, bytes.substr(0, length));
+        const message_capture capture;
+        UT_STREAM* const in = ut_file.open(path.c_str(), UT_ACCESS_READ, 0);
+        ASSERT_NE(in, nullptr);
+        EXPECT_TRUE(content.starts_with(read_text(*in, 1'000))) << length;
+        EXPECT_TRUE(in->geteof());
+        EXPECT_EQ(in->geterror(), 0);
+        EXPECT_TRUE(in->setfoffset(5));
+        EXPECT_TRUE(ut_file.close(in));
+        EXPECT_TRUE(capture.posts().empty());
+    }
+}
+
+std::int64_t room_on_disk = 0;  ///< bytes
 
 std::int64_t write_to_full_disk(int fd, const void* from, std::size_t count)
 {
@@ -686,9 +706,8 @@ TEST_F(UtpakStream, AFullDiskIsReportedWhereverItIsFull)
     const auto size = static_cast<std::int64_t>(file_bytes(path).size());
     for (std::int64_t room = 0; room < size; room += room < 12 || size - room < 12 ? 1 : 509) {
         message_capture capture;
-        ketriope::platform::operations table = ketriope::platform::os();
-        table.write = write_to_full_disk;
-        ketriope::platform::use_operations(&table);
+        scoped_operations system;
+        system.table.write = write_to_full_disk;
         room_on_disk = room;
         UT_STREAM* const out = ut_file.open(path.c_str(), k_write, 1);
         ASSERT_NE(out, nullptr);
@@ -706,7 +725,6 @@ TEST_F(UtpakStream, AFullDiskIsReportedWhereverItIsFull)
         }
         EXPECT_GT(raised, 0) << room;
         EXPECT_EQ(capture.posts().front().text, "Unable to write compressed data.") << room;
-        ketriope::platform::use_operations(nullptr);
     }
 }
 
