@@ -328,33 +328,33 @@ bool UTPAK_DATA::unpak_token()
 /// end of the buffer; whatever else comes next is left to `unpak_token`.
 void UTPAK_DATA::unpak_tokens(ut_long target)
 {
-    constexpr ut_long k_in_one_view = 2;  // a match takes up to 41 bits of 56, a literal 11
     bit_window bits(register_, current_, bytes_left_);
     while (end_ < target && bits.fill()) {
-        for (ut_long i = 1;; ++i) {
-            const word_lookup::entry literal = tables_->literals[bits.bits()];
-            if (literal.bits == 0 || literal.word == k_table_word) return;
-            if (literal.word < k_table_word) {
-                bits.take(literal.bits);
-                window()[end_++] = static_cast<unsigned char>(literal.word);
-                if (i == k_in_one_view || end_ >= target) break;
-                continue;
-            }
-            const code_range lengths = k_length_codes[literal.word - k_first_length_word];
-            const word_lookup::entry offset = tables_->offsets[bits.bits() >> (literal.bits + lengths.bits)];
-            if (offset.bits == 0) return;
-            const code_range offsets = k_value_classes[offset.word];
-            const unsigned ahead = literal.bits + lengths.bits + offset.bits;
-            const std::uint64_t extra = bits.bits() >> ahead & ((std::uint64_t{1} << offsets.bits) - 1);
-            const auto distance = static_cast<ut_long>(offsets.base + extra);
-            if (distance == 0 || distance > end_) return;
-            bits.take(literal.bits);
-            const auto length = static_cast<ut_long>(lengths.base + bits.take_value(lengths.bits));
-            bits.take(offset.bits + static_cast<unsigned>(offsets.bits));
-            append_match(distance, length);
-            break;
+        const found_word found = tables_->literals[bits.bits()];
+        if (found.bits == 0 || found.word == k_table_word) return;
+        if (found.word > k_table_word) {
+            if (!unpak_match(bits, found)) return;
+        } else {
+            bits.take(found.bits);
+            window()[end_++] = static_cast<unsigned char>(found.word);
         }
     }
+}
+
+/// Takes a match of up to 41 bits off the window; false, with nothing taken, where it is for `unpak_token`.
+inline bool UTPAK_DATA::unpak_match(bit_window& bits, found_word found)
+{
+    const code_range lengths = k_length_codes[found.word - k_first_length_word];
+    const unsigned before = found.bits + static_cast<unsigned>(lengths.bits);
+    const found_word offset = tables_->offsets[bits.bits() >> before];
+    if (offset.bits == 0) return false;
+    const code_range offsets = k_value_classes[offset.word];
+    const auto distance = static_cast<ut_long>(offsets.base + bits.value(before + offset.bits, offsets.bits));
+    if (distance == 0 || distance > end_) return false;
+    const auto length = static_cast<ut_long>(lengths.base + bits.value(found.bits, lengths.bits));
+    bits.take(before + offset.bits + offsets.bits);
+    append_match(distance, length);
+    return true;
 }
 
 /// Reads the rest of a match.

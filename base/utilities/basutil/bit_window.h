@@ -40,11 +40,10 @@ public:
         bits_ >>= count;
         count_ -= count;
     }
-    std::uint32_t take_value(unsigned count)
+    /// The number of `count` bits behind the next `skipped` ones.
+    std::uint32_t value(unsigned skipped, unsigned count) const
     {
-        const auto value = static_cast<std::uint32_t>(bits_ & ((std::uint64_t{1} << count) - 1));
-        take(count);
-        return value;
+        return static_cast<std::uint32_t>(bits_ >> skipped & ((std::uint64_t{1} << count) - 1));
     }
 
 private:

@@ -10,21 +10,23 @@
 
 namespace ketriope {
 
+/// A word that was looked up.
+struct found_word {
+    std::uint16_t word;
+    std::uint8_t bits;  ///< 0: it has more than the table shows
+};
+
 /// The word at the front of a few bits, for words near the root.
 class word_lookup {
 public:
     static constexpr unsigned k_bits = 11;
-    struct entry {
-        std::uint16_t word;
-        std::uint8_t bits;  ///< 0: the word has more than `k_bits`
-    };
 
     void take(const UTHUF_TREE& tree)
     {
         entries_.fill({});
         fill(tree.root(), 0, 0);
     }
-    entry operator[](std::uint64_t bits) const { return entries_[bits & (k_size - 1)]; }
+    found_word operator[](std::uint64_t bits) const { return entries_[bits & (k_size - 1)]; }
 
 private:
     static constexpr std::size_t k_size = std::size_t{1} << k_bits;
@@ -32,7 +34,7 @@ private:
     void fill(const UTHUF_NODE* node, std::size_t path, unsigned depth)
     {
         if (node->is_leaf()) {
-            const entry found{static_cast<std::uint16_t>(node->word), static_cast<std::uint8_t>(depth)};
+            const found_word found{static_cast<std::uint16_t>(node->word), static_cast<std::uint8_t>(depth)};
             for (std::size_t i = path; i < k_size; i += std::size_t{1} << depth) entries_[i] = found;
         } else if (depth < k_bits) {
             fill(node->left, path, depth + 1);
@@ -40,7 +42,7 @@ private:
         }
     }
 
-    std::array<entry, k_size> entries_;
+    std::array<found_word, k_size> entries_;
 };
 
 /// Both trees of a block, as its reader needs them.

@@ -14,8 +14,10 @@
 #include "uttypes.h"
 
 namespace ketriope {
+class bit_window;
 class match_finder;
 class unpacking_tables;
+struct found_word;
 struct packed_tokens;
 }  // namespace ketriope
 
@@ -88,6 +90,7 @@ private:
 
     bool unpak_token();
     void unpak_tokens(ut_long target);
+    bool unpak_match(ketriope::bit_window& bits, ketriope::found_word found);
     bool get_match(unsigned long word);
     bool get_weights();
     bool get_weight(UTHUF_TREE& tree, unsigned long word);
