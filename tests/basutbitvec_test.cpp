@@ -557,7 +557,7 @@ TEST(UtBitvec, ReadsZeroAtAndPastTheCount)
     EXPECT_EQ(vector.get(2), 1);
     EXPECT_EQ(vector[3], 0);
     EXPECT_EQ(vector[1'000], 0);
-    EXPECT_EQ(vector[-1], 0);
+    EXPECT_EQ(vector[k_last], 0);
     const UT_BITVEC wide = of_words(64, {1, 0x80000000});
     EXPECT_EQ(wide[63U], 1);
     EXPECT_EQ(wide[64U], 0);

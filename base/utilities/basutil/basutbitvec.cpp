@@ -182,19 +182,19 @@ UT_BITVEC::UT_BITVEC(const char* text) : num_bits_(1)
     init_with_str(text);
 }
 
-UT_BITVEC& UT_BITVEC::copy(const UT_BITVEC& other)
+void UT_BITVEC::copy(const UT_BITVEC& other)
 {
-    if (this == &other) return *this;
+    if (this == &other) return;
     renew_words(other.num_words_);
     std::copy_n(other.words(), num_words_, words());
     num_bits_ = other.num_bits_;
-    return *this;
 }
 
 UT_BITVEC& UT_BITVEC::operator=(unsigned long value)
 {
     reset();
-    return set_first(cut(value));
+    set_first(cut(value));
+    return *this;
 }
 
 void* UT_BITVEC::operator new(std::size_t size)
@@ -221,14 +221,15 @@ void UT_BITVEC::enlarge(std::uint32_t count)
     adopt(block, count);
 }
 
+/// Takes an array in place of the present words, or null for a single word.
 void UT_BITVEC::adopt(std::uint32_t* block, std::uint32_t count) noexcept
 {
     if (!isscaler()) delete[] words_;
     num_words_ = count;
-    if (isscaler())
-        word_ = 0;
-    else
+    if (block != nullptr)
         words_ = block;
+    else
+        word_ = 0;
 }
 
 UT_SM_SMALLMEM& UT_BITVEC::ut_bitvecmem()

@@ -62,9 +62,12 @@ public:
     /// Takes value and size of `other`.
     UT_BITVEC& operator=(const UT_BITVEC& other)
     {
-        if (!both_scalar(other)) return copy(other);
-        word_ = other.word_;
-        num_bits_ = other.num_bits_;
+        if (both_scalar(other)) {
+            word_ = other.word_;
+            num_bits_ = other.num_bits_;
+        } else {
+            copy(other);
+        }
         return *this;
     }
     /// Sets the first word and clears all others; the size stays.
@@ -117,9 +120,9 @@ public:
     /// A copy with all its words inverted, as `complement`.
     UT_BITVEC operator~() const { return {*this, UT_BITVEC_COMPLEMENT}; }
     /// Copies with only the first word combined.
-    UT_BITVEC operator|(unsigned long value) const { return UT_BITVEC(*this) |= value; }
-    UT_BITVEC operator&(unsigned long value) const { return UT_BITVEC(*this) &= value; }
-    UT_BITVEC operator^(unsigned long value) const { return UT_BITVEC(*this) ^= value; }
+    UT_BITVEC operator|(unsigned long value) const { return with_first(getfirstword() | cut(value)); }
+    UT_BITVEC operator&(unsigned long value) const { return with_first(getfirstword() & cut(value)); }
+    UT_BITVEC operator^(unsigned long value) const { return with_first(getfirstword() ^ cut(value)); }
 
     /// Shift all words as one number, `<<=` towards higher bits; the size stays.
     ///
@@ -272,6 +275,12 @@ private:
         *words() = word;
         return *this;
     }
+    UT_BITVEC with_first(std::uint32_t word) const
+    {
+        UT_BITVEC result(*this);
+        result.set_first(word);
+        return result;
+    }
     int bit_at(unsigned int index) const
     {
         return static_cast<int>(words()[getWordIndex(index)] >> index % k_word_bits & 1U);
@@ -282,7 +291,7 @@ private:
         if (num_bits_ < other.num_bits_) num_bits_ = other.num_bits_;
         return *this;
     }
-    UT_BITVEC& copy(const UT_BITVEC& other);
+    void copy(const UT_BITVEC& other);
     UT_BITVEC& or_with(const UT_BITVEC& other);
     UT_BITVEC& and_with(const UT_BITVEC& other);
     UT_BITVEC& xor_with(const UT_BITVEC& other);
