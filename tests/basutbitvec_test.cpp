@@ -637,6 +637,34 @@ TEST(UtBitvec, GrowsAndNeverShrinks)
     EXPECT_EQ(vector.getnum_words(), 4U);
 }
 
+TEST(UtBitvec, WorksOnLongVectorsAsOnShortOnes)
+{
+    for (const unsigned int bits : {2'016U, 2'017U, 2'048U, 2'049U, 10'000U}) {
+        UT_BITVEC vector(0x5UL, 100);
+        bitvec_model model(0x5, 100);
+        UT_BITVEC other(0UL, bits);
+        bitvec_model other_model(0, bits);
+        for (unsigned int i = 0; i < bits; i += i % 37 + 1) {
+            other.set(i);
+            other_model.bits[i] = true;
+        }
+        vector |= other;
+        model.combine(other_model, std::bit_or<>());
+        EXPECT_TRUE(same(vector, model)) << bits;
+        vector ^= other;
+        model.combine(other_model, std::bit_xor<>());
+        EXPECT_TRUE(same(vector, model)) << bits;
+        vector.complement();
+        vector &= other;
+        model.bits.flip();
+        model.combine(other_model, std::bit_and<>());
+        EXPECT_TRUE(same(vector, model)) << bits;
+        vector.grow(2 * bits);
+        vector = UT_BITVEC(7UL, 40);
+        EXPECT_EQ(shown(vector), "0x7");
+    }
+}
+
 TEST(UtBitvec, SetsTheFirstBitsAndClearsTheOthers)
 {
     UT_BITVEC vector(0UL, 70);

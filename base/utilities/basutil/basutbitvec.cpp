@@ -44,6 +44,18 @@ constexpr std::uint64_t joined(std::uint32_t high, std::uint32_t low)
     return std::uint64_t{high} << k_bits | low;
 }
 
+// Arrays of so many words begin at a line of the cache, where wide blocks are read fastest.
+constexpr std::uint32_t k_lined_words = 64;
+constexpr std::align_val_t k_line{64};
+
+/// An array of `count` undefined words, from the heap.
+std::uint32_t* new_words(std::uint32_t count)
+{
+    const std::size_t bytes = count * sizeof(std::uint32_t);
+    void* const block = count < k_lined_words ? ::operator new(bytes) : ::operator new(bytes, k_line);
+    return static_cast<std::uint32_t*>(block);
+}
+
 // What is done to words, and in the same way to blocks of them.
 constexpr auto k_or = [](auto& into, const auto& with) { into |= with; };
 constexpr auto k_and = [](auto& into, const auto& with) { into &= with; };
@@ -207,16 +219,24 @@ void UT_BITVEC::operator delete(void* object) noexcept
     ::operator delete(object);
 }
 
+void UT_BITVEC::delete_words() noexcept
+{
+    if (num_words_ < k_lined_words)
+        ::operator delete(words_);
+    else
+        ::operator delete(words_, k_line);
+}
+
 /// Takes `count` words in place of the present ones. New ones are undefined but for a single one.
 void UT_BITVEC::renew_words(std::uint32_t count)
 {
-    if (count != num_words_) adopt(count > 1 ? new std::uint32_t[count] : nullptr, count);
+    if (count != num_words_) adopt(count > 1 ? new_words(count) : nullptr, count);
 }
 
 /// Makes `count` words of fewer. New ones are zero.
 void UT_BITVEC::enlarge(std::uint32_t count)
 {
-    auto* block = new std::uint32_t[count];
+    std::uint32_t* const block = new_words(count);
     std::fill(std::copy_n(words(), num_words_, block), block + count, 0U);
     adopt(block, count);
 }
@@ -224,7 +244,7 @@ void UT_BITVEC::enlarge(std::uint32_t count)
 /// Takes an array in place of the present words, or null for a single word.
 void UT_BITVEC::adopt(std::uint32_t* block, std::uint32_t count) noexcept
 {
-    if (!isscaler()) delete[] words_;
+    if (!isscaler()) delete_words();
     num_words_ = count;
     if (block != nullptr)
         words_ = block;

@@ -56,7 +56,7 @@ public:
     UT_BITVEC(const UT_BITVEC& other) : num_bits_(other.num_bits_) { *this = other; }
     virtual ~UT_BITVEC()
     {
-        if (!isscaler()) delete[] words_;
+        if (!isscaler()) delete_words();
     }
 
     /// Takes value and size of `other`.
@@ -302,6 +302,7 @@ private:
     void enlarge(std::uint32_t count);
     void match(const UT_BITVEC& other);
     void adopt(std::uint32_t* block, std::uint32_t count) noexcept;
+    void delete_words() noexcept;
 
     std::uint32_t num_bits_;
     std::uint32_t num_words_ = 1;
