@@ -59,12 +59,6 @@ int utCollection::Compare(void* a, void* b) const
     return static_cast<int>(left > right) - static_cast<int>(left < right);
 }
 
-unsigned utCollection::HashValue(void* key) const
-{
-    if (_hashFun != nullptr) return _hashFun(key);
-    return static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(key) & 0xFFFFFFFU);
-}
-
 utColGen::~utColGen() = default;
 
 const char* utColGen::className()

@@ -3,13 +3,13 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <new>
-#include <utility>
 #include <vector>
 
 #include "free_list.h"
+#include "hash_bucket.h"
 
 namespace {
 
@@ -29,22 +29,25 @@ static_assert(first_table_size(528) == 16 && first_table_size(529) == 32 && firs
 static_assert(first_table_size(-1) == 16 && first_table_size(2147483647) == 1048576);
 
 /// Where an element stood when the table was too small for `position`, which is not 0.
-constexpr unsigned older(unsigned position) noexcept
+constexpr int older(int position) noexcept
 {
-    return position - std::bit_floor(position);
+    return position - static_cast<int>(std::bit_floor(static_cast<unsigned>(position)));
 }
 
 }  // namespace
 
-struct utHashTable::bucket {
-    std::int32_t table_size = 0;  ///< at the last rehash; 0, which no table has, before the first one
-    utQueue elements;
-};
-
 struct utHashTable::hit {
-    bucket* where = nullptr;
-    utList::place at;
-    bool found() const { return at.node != nullptr; }
+    bucket* where = nullptr;  ///< null for none
+    int index = 0;
+
+    explicit operator bool() const { return where != nullptr; }
+    void*& element() const { return where->at(index); }
+    void* take_out() const
+    {
+        void* const taken = element();
+        where->erase(index, index + 1);
+        return taken;
+    }
 };
 
 utHashTable::utHashTable() : utHashTable(0) {}
@@ -56,7 +59,7 @@ utHashTable::utHashTable(int expected)
 
 utHashTable::~utHashTable()
 {
-    std::for_each_n(_buckets._buffer, table_size(), [](void* made) { delete static_cast<bucket*>(made); });
+    for (int position = 0; position < table_size(); ++position) bucket::release(bucket_at(position));
 }
 
 const char* utHashTable::className()
@@ -67,7 +70,7 @@ const char* utHashTable::className()
 int utHashTable::insert(void* data)
 {
     const unsigned hash = HashValue(data);
-    if (look_up(data, hash).found()) return _size;
+    if (look_up(data, hash)) return _size;
     const int in_bucket = add(data, hash);
     IncSize();
     try {
@@ -83,9 +86,9 @@ int utHashTable::insert(void* data)
 void* utHashTable::remove(void* data)
 {
     const hit there = look_up(data, HashValue(data));
-    if (!there.found()) return nullptr;
+    if (!there) return nullptr;
     DecSize();
-    return there.where->elements.take(there.at);
+    return there.take_out();
 }
 
 void* utHashTable::remove()
@@ -93,7 +96,7 @@ void* utHashTable::remove()
     while (_lowest < table_size() && bucket_size(_lowest) == 0) ++_lowest;
     if (_lowest == table_size()) return nullptr;
     DecSize();
-    return bucket_at(static_cast<unsigned>(_lowest))->elements.remove();
+    return hit{bucket_at(_lowest), 0}.take_out();
 }
 
 void* utHashTable::find(int index)
@@ -101,7 +104,7 @@ void* utHashTable::find(int index)
     if (index < 0) return nullptr;
     for (int position = _lowest; position < table_size(); ++position) {
         const int here = bucket_size(position);
-        if (index < here) return bucket_at(static_cast<unsigned>(position))->elements.find(index);
+        if (index < here) return bucket_at(position)->at(index);
         index -= here;
     }
     return nullptr;
@@ -110,7 +113,7 @@ void* utHashTable::find(int index)
 void* utHashTable::find(void* data)
 {
     const hit there = look_up(data, HashValue(data));
-    return there.found() ? there.at.node->data : nullptr;
+    return there ? there.element() : nullptr;
 }
 
 void* utHashTable::replace(void* data, int index)
@@ -132,44 +135,31 @@ int utHashTable::Insert(void* data)
 
 void utHashTable::Rehash(int position)
 {
-    if (position >= _initialSize && position < table_size())
-        rehash_path(older(static_cast<unsigned>(position)));
+    if (position >= _initialSize && position < table_size()) rehash_path(older(position));
 }
 
 void utHashTable::RehashBucket(int position)
 {
-    if (position < 0 || position >= table_size()) return;
-    bucket* const from = bucket_at(static_cast<unsigned>(position));
-    if (from == nullptr) return;
+    if (position < 0 || position >= table_size() || bucket_at(position) == nullptr) return;
     Rehash(position);  // the older ones first: should memory run out, all below a current one is current
-    std::vector<unsigned> positions;
-    positions.reserve(static_cast<std::size_t>(from->elements._size));
-    for (const Element* node = from->elements._head; node != nullptr; node = node->next) {
-        positions.push_back(position_of(HashValue(node->data)));
-        make_bucket_at(positions.back());
-    }
-    // From here on nothing fails.
-    from->table_size = table_size();
-    Element* node = from->elements.take_all();
-    for (const unsigned to : positions) {
-        bucket_at(to)->table_size = table_size();
-        append(to, std::exchange(node, node->next));
-    }
+    std::vector<int> fresh;
+    move_out(position, fresh);
+    for (const int made : fresh) bucket_at(made)->table_size = table_size();
+    bucket_at(position)->table_size = table_size();
 }
 
 int utHashTable::bucket_size(int position) const
 {
     if (position < 0 || position >= table_size()) return 0;
-    const bucket* const found = bucket_at(static_cast<unsigned>(position));
-    return found != nullptr ? found->elements._size : 0;
+    const bucket* const found = bucket_at(position);
+    return found != nullptr ? found->size() : 0;
 }
 
 bool utHashTable::exchange(void* old, void* data)
 {
-    const hit equal = look_up(data, HashValue(data));
-    if (equal.found()) {
-        if (equal.at.node->data != old) return false;
-        equal.at.node->data = data;
+    if (const hit equal = look_up(data, HashValue(data))) {
+        if (equal.element() != old) return false;
+        equal.element() = data;
         return true;
     }
     utHashTable::insert(data);
@@ -177,27 +167,14 @@ bool utHashTable::exchange(void* old, void* data)
     return true;
 }
 
-unsigned utHashTable::position_of(unsigned hash) const
+int utHashTable::position_of(unsigned hash) const
 {
-    return hash & (static_cast<unsigned>(table_size()) - 1);
+    return static_cast<int>(hash & (static_cast<unsigned>(table_size()) - 1));
 }
 
-utHashTable::bucket* utHashTable::bucket_at(unsigned position) const
+utHashTable::bucket* utHashTable::bucket_at(int position) const
 {
     return static_cast<bucket*>(_buckets._buffer[position]);
-}
-
-/// The bucket there. A new one counts as out of date until its path is rehashed.
-utHashTable::bucket& utHashTable::make_bucket_at(unsigned position)
-{
-    void*& made = _buckets._buffer[position];
-    if (made == nullptr) {
-        auto fresh = std::make_unique<bucket>();
-        fresh->elements.setDelFun(_delFun);
-        fresh->elements.setCompFun(_compFun);
-        made = fresh.release();
-    }
-    return *static_cast<bucket*>(made);
 }
 
 bool utHashTable::is_current(const bucket& some) const
@@ -205,47 +182,73 @@ bool utHashTable::is_current(const bucket& some) const
     return some.table_size == table_size();
 }
 
-utHashTable::hit utHashTable::look_up(void* data, unsigned hash) const
+inline utHashTable::hit utHashTable::look_up(void* data, unsigned hash) const
 {
-    for (unsigned position = position_of(hash);; position = older(position)) {
-        bucket* const here = bucket_at(position);
-        if (here != nullptr) {
-            const utList::place at = here->elements.place_of(data);
-            if (at.node != nullptr) return {here, at};
+    for (int position = position_of(hash);; position = older(position)) {
+        if (bucket* const here = bucket_at(position)) {
+            const int index = here->index_of(data, _compFun);
+            if (index >= 0) return {here, index};
             if (is_current(*here)) return {};
         }
-        if (position < static_cast<unsigned>(_initialSize)) return {};
+        if (position < _initialSize) return {};
     }
 }
 
 /// `Insert` for a hash value that is known.
 int utHashTable::add(void* data, unsigned hash)
 {
-    const unsigned position = position_of(hash);
-    bucket& target = make_bucket_at(position);
-    auto node = std::make_unique<Element>(data);
-    if (target.table_size != 0 && !is_current(target)) RehashBucket(static_cast<int>(position));
-    append(position, node.release());
-    return target.elements._size;
+    const int position = position_of(hash);
+    const bucket* const there = bucket_at(position);
+    if (there != nullptr && !is_current(*there)) RehashBucket(position);
+    return push_back(data, position).size();
 }
 
-void utHashTable::append(unsigned position, Element* node) noexcept
+/// Appends `data` to the bucket at `position`. A new one counts as out of date until its path is rehashed.
+utHashTable::bucket& utHashTable::push_back(void* data, int position)
 {
-    utQueue& elements = bucket_at(position)->elements;
-    elements.link(elements._tail, node);
-    _lowest = std::min(_lowest, static_cast<std::int32_t>(position));
+    void*& there = _buckets._buffer[position];
+    if (there == nullptr)
+        there = bucket::make();
+    else if (bucket_at(position)->is_full())
+        there = bucket::grow(bucket_at(position));
+    _lowest = std::min(_lowest, position);
+    bucket_at(position)->push_back(data);
+    return *bucket_at(position);
+}
+
+/// Moves the elements that belong elsewhere by now, and tells in `fresh` which buckets were made for them.
+///
+/// Should memory run out, some have moved and some have not, and all are found: a search does not end in a
+/// bucket that is not current.
+void utHashTable::move_out(int position, std::vector<int>& fresh)
+{
+    bucket& from = *bucket_at(position);
+    struct closed_gap {
+        ~closed_gap() { in.erase(begin, end); }
+        bucket& in;
+        int begin = 0, end = 0;  ///< what stands between them has moved
+    } gap{from};
+    for (; gap.end < from.size(); ++gap.end) {
+        void* const element = from.at(gap.end);
+        const int to = position_of(HashValue(element));
+        if (to == position) {
+            from.at(gap.begin++) = element;
+            continue;
+        }
+        if (bucket_at(to) == nullptr) fresh.push_back(to);
+        push_back(element, to);
+    }
 }
 
 /// Rehashes the first bucket that is out of date from `position` on downwards, if there is one.
-void utHashTable::rehash_path(unsigned position)
+void utHashTable::rehash_path(int position)
 {
     for (;; position = older(position)) {
-        const bucket* const here = bucket_at(position);
-        if (here != nullptr) {
-            if (!is_current(*here)) RehashBucket(static_cast<int>(position));
+        if (const bucket* const here = bucket_at(position)) {
+            if (!is_current(*here)) RehashBucket(position);
             return;
         }
-        if (position < static_cast<unsigned>(_initialSize)) return;
+        if (position < _initialSize) return;
     }
 }
 
@@ -313,12 +316,17 @@ const char* utHashTableGen::className()
 void* utHashTableGen::next()
 {
     if (_table == nullptr) return nullptr;
-    while (_elements._next == nullptr) {
-        if (_position >= _table->table_size()) return nullptr;
-        auto* const here = _table->bucket_at(static_cast<unsigned>(_position++));
-        if (here != nullptr) _elements = utListGen(&here->elements);
+    for (; _position < _table->table_size(); ++_position, _index = 0) {
+        auto* const here = _table->bucket_at(_position);
+        if (here == nullptr) continue;
+        // Where the element just given was taken out, the next one stands in its place.
+        if (_index > here->size())
+            _index = here->size();
+        else if (_index > 0 && here->at(_index - 1) != _given)
+            --_index;
+        if (_index < here->size()) return _given = here->at(_index++);
     }
-    return _elements.next();
+    return nullptr;
 }
 
 void* utHashTableGen::operator new(std::size_t size)

@@ -82,7 +82,11 @@ protected:
     /// By `compFun`, or else -1, 0 or 1 as the addresses are.
     int Compare(void* a, void* b) const;
     /// By `hashFun`, or else the low 28 bits of the address.
-    unsigned HashValue(void* key) const;
+    unsigned HashValue(void* key) const
+    {
+        if (_hashFun != nullptr) return _hashFun(key);
+        return static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(key) & 0xFFFFFFFU);
+    }
 
     std::int32_t _size = 0;
     delete_function _delFun = nullptr;

@@ -10,6 +10,11 @@
 #include "uttypes.h"
 #include <cstddef>
 #include <cstdint>
+#include <vector>
+
+namespace ketriope {
+class hash_bucket;
+}
 
 /// A set: no two of its elements are equal.
 ///
@@ -70,17 +75,17 @@ protected:
 
 private:
     friend class utHashTableGen;
-    struct bucket;
+    using bucket = ketriope::hash_bucket;
     struct hit;
 
-    unsigned position_of(unsigned hash) const;
-    bucket* bucket_at(unsigned position) const;
-    bucket& make_bucket_at(unsigned position);
+    int position_of(unsigned hash) const;
+    bucket* bucket_at(int position) const;
     bool is_current(const bucket& some) const;
     hit look_up(void* data, unsigned hash) const;
     int add(void* data, unsigned hash);
-    void append(unsigned position, Element* node) noexcept;
-    void rehash_path(unsigned position);
+    bucket& push_back(void* data, int position);
+    void move_out(int position, std::vector<int>& fresh);
+    void rehash_path(int position);
 
     std::int32_t _initialSize;
     std::int32_t _lowest = 0;  ///< no bucket below it has an element; it fills what alignment leaves free
@@ -132,6 +137,7 @@ public:
 
 private:
     utHashTable* _table = nullptr;
-    std::int32_t _position = 0;  ///< of the bucket behind the one being walked
-    utListGen _elements;
+    std::int32_t _position = 0;  ///< of the bucket being walked
+    std::int32_t _index = 0;     ///< of the next element in it
+    void* _given = nullptr;      ///< the last one that came from it
 };

@@ -56,7 +56,6 @@ protected:
 
 private:
     friend class utListGen;
-    friend class utHashTable;
 
     struct place {
         Element* previous = nullptr;  ///< null in front of the head
@@ -115,7 +114,5 @@ public:
     static void operator delete(void*, void*) noexcept {}
 
 private:
-    friend class utHashTableGen;
-
     Element* _next = nullptr;
 };
