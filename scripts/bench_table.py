@@ -2,7 +2,7 @@
 """Makes the table of ratios, ours against the peer, from the JSON results of the benchmarks.
 
 A benchmark is called work/contender or work/contender/argument. The contender is ours if its name holds
-UT_, ut_, zeo, msg or ketriope; every other contender of the same work and argument is a peer, and gets a row.
+UT_, ut_, ut and a capital, zeo, msg or ketriope; every other contender of the same work and argument is a peer, and gets a row.
 """
 import argparse
 import json
@@ -11,7 +11,7 @@ import pathlib
 import re
 import subprocess
 
-OURS = re.compile(r"UT_|ut_|zeo|msg|ketriope")
+OURS = re.compile(r"UT_|ut[_A-Z]|zeo|msg|ketriope")
 MODIFIER = re.compile(r"(iterations|repeats|min_time|min_warmup_time|threads):.*|(real|process|manual)_time")
 MARKS = ("<!-- table of scripts/bench -->", "<!-- end of the table -->")
 SECONDS = {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1.0}
