@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
-#include <optional>
 #include <utility>
 #include <vector>
 
@@ -224,16 +223,18 @@ void UTPAK_DATA::find_tokens(ut_long begin, packed_tokens& tokens) const
     const auto same_triple = [&](ut_long position) {
         return std::memcmp(content.bytes + position, content.bytes + position + 1, k_least_match) == 0;
     };
-    std::optional<byte_match> ahead;  // found already by the look at the next position
+    byte_match ahead;  // what the look at the next position has found, if it counts
+    bool is_known = false;
     for (ut_long position = begin; position < end_;) {
-        const byte_match here = ahead ? *ahead : positions_->find(content, position);
-        ahead.reset();
+        const byte_match here = is_known ? ahead : positions_->find(content, position);
+        is_known = false;
         bool literal = here.length < k_least_match;
         if (!literal && here.length < k_most_match) {
             const byte_match next = positions_->find(content, position + 1);
             literal = next.length >= here.length;
             // The step to the next position makes this one known, which is news only for a run.
-            if (literal && !same_triple(position)) ahead = next;
+            is_known = literal && !same_triple(position);
+            ahead = next;
         }
         ut_long steps = 1;
         if (literal) {
