@@ -13,7 +13,8 @@
 #include <vector>
 
 #include <benchmark/benchmark.h>
-#include <malloc.h>
+
+#include "bytes_in_use.h"
 
 namespace {
 
@@ -116,13 +117,6 @@ void tree_remove(benchmark::State& state)
         state.ResumeTiming();
     }
     state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(k_some));
-}
-
-/// Bytes that the process has taken from the runtime and not given back.
-std::size_t bytes_in_use()
-{
-    const struct mallinfo2 use = ::mallinfo2();
-    return use.uordblks + use.hblkhd;
 }
 
 template <class Tree>

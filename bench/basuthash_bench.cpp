@@ -12,7 +12,8 @@
 #include <vector>
 
 #include <benchmark/benchmark.h>
-#include <malloc.h>
+
+#include "bytes_in_use.h"
 
 namespace {
 
@@ -114,13 +115,6 @@ void hash_find(benchmark::State& state, std::vector<net> job<Table>::*names)
         if (++next == Count) next = 0;
     }
     state.SetItemsProcessed(state.iterations());
-}
-
-/// Bytes that the process has taken from the runtime and not given back.
-std::size_t bytes_in_use()
-{
-    const struct mallinfo2 use = ::mallinfo2();
-    return use.uordblks + use.hblkhd;
 }
 
 template <class Table>

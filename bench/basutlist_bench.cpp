@@ -6,7 +6,8 @@
 #include <vector>
 
 #include <benchmark/benchmark.h>
-#include <malloc.h>
+
+#include "bytes_in_use.h"
 
 namespace {
 
@@ -64,13 +65,6 @@ void list_walk(benchmark::State& state)
         benchmark::DoNotOptimize(sum);
     }
     state.SetItemsProcessed(state.iterations() * state.range(0));
-}
-
-/// Bytes that the process has taken from the runtime and not given back.
-std::size_t bytes_in_use()
-{
-    const struct mallinfo2 use = ::mallinfo2();
-    return use.uordblks + use.hblkhd;
 }
 
 template <class List>

@@ -4,22 +4,15 @@
 #include <vector>
 
 #include <benchmark/benchmark.h>
-#include <malloc.h>
 
 #include "basutstrobj.h"
+#include "bytes_in_use.h"
 
 namespace {
 
 constexpr std::size_t k_strings = 1'000'000;
 constexpr const char* k_text = "top/core0/alu/carry[0:7]";
 static_assert(std::char_traits<char>::length(k_text) == 24);
-
-/// Bytes that the process has taken from the runtime and not given back.
-std::size_t bytes_in_use()
-{
-    const struct mallinfo2 use = ::mallinfo2();
-    return use.uordblks + use.hblkhd;
-}
 
 template <class Text>
 void memory(benchmark::State& state)

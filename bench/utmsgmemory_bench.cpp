@@ -3,8 +3,8 @@
 #include <string>
 
 #include <benchmark/benchmark.h>
-#include <malloc.h>
 
+#include "bytes_in_use.h"
 #include "message_catalogue.h"
 
 namespace {
@@ -14,13 +14,6 @@ constexpr int k_posts = 1'000'000;
 std::string net_name(int post)
 {
     return "top/core" + std::to_string(post % 64) + "/alu/carry[" + std::to_string(post) + "]";
-}
-
-/// Bytes that the process has taken from the runtime and not given back.
-std::size_t bytes_in_use()
-{
-    const struct mallinfo2 use = ::mallinfo2();
-    return use.uordblks + use.hblkhd;
 }
 
 void posts_memory(benchmark::State& state)
