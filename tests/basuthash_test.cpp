@@ -121,6 +121,44 @@ TEST(UtHash, WhatIsProcessedMayRemoveItself)
     EXPECT_EQ(table.get_count(), 0U);
 }
 
+TEST(UtHash, FunctionsThatLieDoNoHarm)
+{
+    class lying_table : public open_table {
+    public:
+        using open_table::open_table;
+        std::uint32_t hash_func(const void*) override { return static_cast<std::uint32_t>(random_()); }
+        int comp_func(const void*, void*) override { return static_cast<int>(random_() % 3) - 1; }
+
+    private:
+        std::mt19937 random_{33};
+    };
+    lying_table table(5, 0);
+    item data{1};
+    std::uint32_t count = 0;
+    for (int i = 0; i < 10'000; ++i) {
+        table.add(&data, nullptr);
+        if (table.remove(&data) == nullptr) ++count;
+        table.find(&data);
+    }
+    EXPECT_EQ(table.get_count(), count);
+}
+
+TEST(UtHash, NullKeysAndDataGoToTheDerivedClassAsTheyAre)
+{
+    class null_table : public open_table {
+    public:
+        using open_table::open_table;
+        std::uint32_t hash_func(const void* key) override { return key == nullptr ? 3 : 1; }
+        int comp_func(const void* key, void* data) override { return key == data ? 0 : 1; }
+    };
+    null_table table(5, 0);
+    table.add(nullptr, nullptr);
+    EXPECT_EQ(table.get_count(), 1U);
+    EXPECT_EQ(table.find(nullptr), nullptr);
+    EXPECT_EQ(table.remove(nullptr), nullptr);  // null data, and the entry is gone
+    EXPECT_EQ(table.get_count(), 0U);
+}
+
 TEST(UtHash, FlushOfAnOwnerReleasesTheDataAndKeepsTheCount)
 {
     plain_table table(4, 1);

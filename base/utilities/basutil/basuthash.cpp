@@ -35,7 +35,7 @@ UT_HASH::UT_HASH(unsigned long buckets, unsigned char owner)
     : buckets_(static_cast<std::uint32_t>(buckets)), table_(nullptr), owner_(owner)
 {
     if (buckets_ == 0) refuse(zeoform("invalid bucket count: %d", static_cast<int>(buckets_)));
-    table_ = checked<entry*>(std::calloc(buckets_, sizeof *table_));
+    table_ = checked<entry*>(std::calloc(buckets_, sizeof(void*)));
 }
 
 UT_HASH::~UT_HASH()

@@ -3,7 +3,8 @@
 ///
 /// Shape: an entry keeps its data and nothing else. A key is hashed when it is given and compared with
 /// the data, so the data must tell its key. The number of buckets never changes, and nothing is rehashed:
-/// a tool that knows how much will come asks for as many buckets.
+/// a tool that knows how much will come asks for as many buckets. Keys and data go to the derived class as
+/// they are given, null as well.
 /// Ownership: the data stay the caller's, unless the table is an owner and is flushed. A copy shares the
 /// buckets and entries of its source, and only one of the two may be used further and destroyed.
 /// Threads: no locks; a table belongs to one thread at a time.
