@@ -10,42 +10,11 @@
 
 #include "collection_model.h"
 #include "message_capture.h"
+#include "virtual_slots.h"
 
 namespace {
 
 using collection_model::element;
-
-/// Writes down which of its operations is called.
-class probe : public utCollection {
-public:
-    using utCollection::Compare;
-    using utCollection::HashValue;
-
-    const char* className() override { return called("className", "probe"); }
-    void* first() override { return called("first", nullptr); }
-    void* last() override { return called("last", nullptr); }
-    int insert(void*) override { return called("insert", 0); }
-    void* remove(void*) override { return called("remove(data)", nullptr); }
-    void* remove() override
-    {
-        DecSize();
-        return called("remove()", nullptr);
-    }
-    void* find(int) override { return called("find(index)", nullptr); }
-    void* find(void* data) override { return called("find(data)", data); }
-    void* replace(void*, int) override { return called("replace", nullptr); }
-    utColGen* newGen() override { return called("newGen", nullptr); }
-
-    std::vector<std::string> calls;
-
-private:
-    template <class T>
-    T called(const char* operation, T result)
-    {
-        calls.emplace_back(operation);
-        return result;
-    }
-};
 
 /// No more than what must be there.
 class bare : public utCollection {
@@ -57,6 +26,31 @@ public:
     void* find(void*) override { return nullptr; }
     void* replace(void*, int) override { return nullptr; }
     utColGen* newGen() override { return nullptr; }
+};
+
+/// Writes down how it is emptied and searched.
+class probe : public bare {
+public:
+    using utCollection::Compare;
+    using utCollection::HashValue;
+
+    void* remove(void*) override { return called("remove(data)", nullptr); }
+    void* remove() override
+    {
+        DecSize();
+        return called("remove()", nullptr);
+    }
+    void* find(int) override { return called("find(index)", nullptr); }
+    void* find(void* data) override { return called("find(data)", data); }
+
+    std::vector<std::string> calls;
+
+private:
+    void* called(const char* operation, void* result)
+    {
+        calls.emplace_back(operation);
+        return result;
+    }
 };
 
 /// Gives as many elements as it is told, and tells how many of its kind there are.
@@ -173,34 +167,25 @@ TEST(UtCollection, ACopyHasTheSameFields)
     EXPECT_EQ(assigned.Size(), 1);
 }
 
-#if !defined(_WIN32)
-/// Calls the operation in a slot as code compiled long ago would.
-template <class Result, class... Arguments>
-Result slot(void* object, std::size_t number, Arguments... arguments)
-{
-    using operation = Result (*)(void*, Arguments...);
-    return (*static_cast<operation**>(object))[number](object, arguments...);
-}
-
+#if defined(TEST_KNOWS_SLOTS)
 TEST(UtCollection, ItsSlotsStandInTheirOrder)
 {
-    probe collection;  // slots 0 and 1 are the destructor's
-    slot<const char*>(&collection, 2);
-    slot<void*>(&collection, 3);
-    slot<void*>(&collection, 4);
-    slot<int>(&collection, 5, element(1));
-    slot<void*>(&collection, 6, element(1));
-    slot<void*>(&collection, 7);
-    slot<void*>(&collection, 8, 1);
-    slot<void*>(&collection, 9, element(1));
-    slot<void*>(&collection, 10, element(1), 1);
-    slot<utColGen*>(&collection, 11);
-    EXPECT_EQ(collection.calls,
-              (std::vector<std::string>{"className", "first", "last", "insert", "remove(data)", "remove()",
-                                        "find(index)", "find(data)", "replace", "newGen"}));
-    counted_gen generator(7);
-    EXPECT_STREQ(slot<const char*>(&generator, 2), "utColGen");
-    EXPECT_EQ(slot<void*>(&generator, 3), element(7));
+    using by_index = void* (utCollection::*)(int);
+    using by_data = void* (utCollection::*)(void*);
+    using first_one = void* (utCollection::*)();
+    EXPECT_EQ(slot_of(&utCollection::className), 2U);  // behind the two of the destructor
+    EXPECT_EQ(slot_of(&utCollection::first), 3U);
+    EXPECT_EQ(slot_of(&utCollection::last), 4U);
+    EXPECT_EQ(slot_of(&utCollection::insert), 5U);
+    EXPECT_EQ(slot_of<by_data>(&utCollection::remove), 6U);
+    EXPECT_EQ(slot_of<first_one>(&utCollection::remove), 7U);
+    EXPECT_EQ(slot_of<by_index>(&utCollection::find), 8U);
+    EXPECT_EQ(slot_of<by_data>(&utCollection::find), 9U);
+    EXPECT_EQ(slot_of(&utCollection::replace), 10U);
+    EXPECT_EQ(slot_of(&utCollection::newGen), 11U);
+    EXPECT_EQ(slot_of(&utColGen::className), 2U);
+    EXPECT_EQ(slot_of(&utColGen::next), 3U);
+    EXPECT_STREQ(counted_gen(0).className(), "utColGen");
 }
 #endif
 
@@ -240,9 +225,9 @@ TEST(UtGenerator, ACopySharesTheGenerator)
 {
     counted_collection nine(9);
     utGenerator generator(nine);
-    auto& copy = *new utGenerator(generator);  // stays on the heap: only one of the two may be destroyed
+    const collection_model::shared_copy<utGenerator> copy(generator);
     EXPECT_EQ(generator.next(), element(9));
-    EXPECT_EQ(copy.next(), element(8));
+    EXPECT_EQ(copy->next(), element(8));
     EXPECT_EQ(generator.next(), element(7));
 }
 

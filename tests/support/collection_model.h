@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <new>
 #include <optional>
 #include <random>
 #include <string>
@@ -82,6 +83,21 @@ inline const std::vector<functions>& all_functions()
     return all;
 }
 
+/// A copy of a collection, which shares its storage: only one of the two may be destroyed, and it is not
+/// this one.
+template <class Collection>
+class shared_copy {
+public:
+    explicit shared_copy(const Collection& source) : copy_(new (memory_) Collection(source)) {}
+    shared_copy(const shared_copy&) = delete;
+    shared_copy& operator=(const shared_copy&) = delete;
+    Collection* operator->() const { return copy_; }
+
+private:
+    alignas(Collection) std::byte memory_[sizeof(Collection)];
+    Collection* copy_;
+};
+
 /// What all models have: the interface of the collections.
 class model {
 public:
@@ -94,6 +110,7 @@ public:
     virtual void* find(void* data) const = 0;
     virtual void* replace(void* data, std::size_t index) = 0;
     virtual std::vector<void*> all() const = 0;
+    virtual std::size_t size() const = 0;
     virtual bool has_order() const { return true; }
 
 protected:
@@ -130,6 +147,7 @@ public:
         return index < items_.size() ? std::exchange(items_[index], data) : nullptr;
     }
     std::vector<void*> all() const override { return items_; }
+    std::size_t size() const override { return items_.size(); }
 
 protected:
     std::vector<void*>::const_iterator place_of(void* data) const
@@ -253,6 +271,7 @@ public:
             if (here) elements.insert(elements.end(), here->elements.begin(), here->elements.end());
         return elements;
     }
+    std::size_t size() const override { return size_; }
     bool has_order() const override { return false; }
     std::size_t buckets() const { return buckets_.size(); }
 
@@ -270,7 +289,6 @@ protected:
         there = data;
         return true;
     }
-    std::size_t size() const { return size_; }
 
 private:
     struct bucket {
@@ -446,9 +464,12 @@ private:
         switch (const unsigned kind = choices_.below(32); kind) {
         case 0: return replace();
         case 1: return find_by_index();
-        case 2: agree(tested_.remove(), expected_.remove()); return "remove()";
+        case 2: return remove_run(1);
         case 3: return ends();
-        case 4: return choices_.below(64) == 0 ? clear() : insert_run();
+        case 4:
+            return choices_.below(64) == 0 ? clear()
+                   : growing               ? insert_run()
+                                           : remove_run(choices_.below(64));
         case 5: return special();
         case 6:
         case 7:
@@ -460,7 +481,7 @@ private:
         }
     }
     unsigned number() { return choices_.below(numbers_); }
-    std::size_t index() { return choices_.below(static_cast<unsigned>(expected_.all().size()) + 2); }
+    std::size_t index() { return choices_.below(static_cast<unsigned>(expected_.size()) + 2); }
     template <class T>
     void agree(T tested, T expected)
     {
@@ -479,6 +500,11 @@ private:
         const unsigned first = number(), length = choices_.below(64), step = 1 + choices_.below(16);
         for (unsigned i = 0; i < length; ++i) insert((first + i * step) % numbers_);
         return "insert of a run";
+    }
+    std::string remove_run(unsigned length)
+    {
+        for (unsigned i = 0; i < length; ++i) agree(tested_.remove(), expected_.remove());
+        return "remove()";
     }
     std::string remove()
     {
@@ -519,7 +545,7 @@ private:
     std::string clear()
     {
         tested_.clear();
-        while (!expected_.all().empty()) expected_.remove();
+        while (expected_.size() > 0) expected_.remove();
         agree(tested_.Size(), 0);
         return "clear";
     }
