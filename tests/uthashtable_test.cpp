@@ -240,6 +240,19 @@ TEST(UtHashTable, ReplacesByIndexWhereTheHashSays)
     EXPECT_EQ(fours.find(0), element(9));
 }
 
+TEST(UtHashTable, ClearingEndsWhateverWasCounted)
+{
+    utHashTable table;
+    utLinkedHashTable linked;
+    for (utCollection* each : {static_cast<utCollection*>(&table), static_cast<utCollection*>(&linked)}) {
+        each->insert(element(1));
+        each->IncSize();
+        each->clear();
+        EXPECT_EQ(each->Size(), 0);
+        EXPECT_EQ(each->find(element(1)), nullptr);
+    }
+}
+
 TEST(UtHashTable, ClearingEmptiesItAndKeepsItsBuckets)
 {
     open_table table;
@@ -465,13 +478,26 @@ TEST(UtHashTableGen, AReleasedBlockIsTheNextOneHandedOut)
     EXPECT_EQ(second.get(), first);
 }
 
+template <class Table>
+void expect_removal_on_the_way()
+{
+    Table table;
+    fill_range(table, 1, 200);
+    const std::vector<void*> all = walked(table);
+    std::vector<void*> given;
+    utGenerator generator(table);
+    while (void* const each = generator.next()) {
+        given.push_back(each);
+        if (given.size() % 3 != 0) table.remove(each);
+    }
+    EXPECT_EQ(given, all);
+    EXPECT_EQ(table.Size(), 66);
+}
+
 TEST(UtHashTableGen, TheElementJustGivenMayBeTakenOut)
 {
-    utHashTable table;
-    fill_range(table, 1, 200);
-    utHashTableGen generator(&table);
-    while (void* const each = generator.next()) table.remove(each);
-    EXPECT_EQ(table.Size(), 0);
+    expect_removal_on_the_way<utHashTable>();
+    expect_removal_on_the_way<utLinkedHashTable>();
 }
 
 }  // namespace

@@ -154,6 +154,7 @@ TEST(UtList, ClearingEmptiesIt)
 {
     utStack stack;
     fill(stack, {1, 2, 3});
+    stack.IncSize();  // whatever was counted
     stack.clear();
     EXPECT_EQ(stack.Size(), 0);
     EXPECT_EQ(stack.first(), nullptr);

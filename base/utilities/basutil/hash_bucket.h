@@ -8,7 +8,8 @@
 #include <cstdint>
 #include <new>
 
-#if defined(__SSE2__)
+#if defined(__SSE2__) && UINTPTR_MAX == UINT64_MAX
+#define KETRIOPE_PAIRS_OF_POINTERS 1
 #include <emmintrin.h>
 #endif
 
@@ -21,8 +22,7 @@ inline constexpr int k_pointer_group = 8;
 inline unsigned pointer_marks(void* const* group, const void* wanted) noexcept
 {
     unsigned marks = 0;
-#if defined(__SSE2__)
-    static_assert(sizeof(void*) == 8);
+#if defined(KETRIOPE_PAIRS_OF_POINTERS)
     const __m128i both = _mm_set1_epi64x(static_cast<long long>(reinterpret_cast<std::uintptr_t>(wanted)));
     const auto equal_halves = [&](int first) {
         const __m128i pair = _mm_loadu_si128(reinterpret_cast<const __m128i*>(group + first));

@@ -58,8 +58,9 @@ void* utArray::last()
 
 int utArray::insert(void* data)
 {
-    while (stretch_from(_size).count == 0) chain_on();
-    *stretch_from(_size).begin = data;
+    stretch free = stretch_from(_size);
+    for (; free.count == 0; free = stretch_from(_size)) chain_on();
+    free.begin[0] = data;
     return IncSize();
 }
 

@@ -94,7 +94,10 @@ void* utHashTable::remove(void* data)
 void* utHashTable::remove()
 {
     while (_lowest < table_size() && bucket_size(_lowest) == 0) ++_lowest;
-    if (_lowest == table_size()) return nullptr;
+    if (_lowest == table_size()) {
+        _size = 0;  // whatever a derived class has counted
+        return nullptr;
+    }
     DecSize();
     return hit{bucket_at(_lowest), 0}.take_out();
 }

@@ -65,7 +65,9 @@ void* utList::remove(void* data)
 
 void* utList::remove()
 {
-    return _head != nullptr ? take({nullptr, _head}) : nullptr;
+    if (_head != nullptr) return take({nullptr, _head});
+    _size = 0;  // whatever a derived class has counted
+    return nullptr;
 }
 
 void* utList::find(int index)

@@ -96,8 +96,8 @@ protected:
 
 /// Gives the elements of a collection one by one; each kind of collection has its own.
 ///
-/// Lifetime: it is void once its collection has ended, or has lost the element that would come next. The
-/// element just given may be taken out.
+/// Lifetime: it is void once its collection has ended or has changed; but from a list and from a hash table
+/// the element just given may be taken out.
 class UT_EXPORT utColGen {
 public:
     utColGen() = default;
