@@ -46,7 +46,7 @@ UT_SM_INT_SMALLMEM::UT_SM_INT_SMALLMEM(int element_size, unsigned char track_chu
     : element_size_(static_cast<std::uint16_t>(4 * words(checked(element_size, k_largest)))),
       per_bucket_(static_cast<std::uint16_t>((k_bucket_bytes + element_size_ - 1) / element_size_))
 {
-    auto table = std::make_unique_for_overwrite<void**[]>(room(k_first_room));
+    auto table = std::make_unique<void**[]>(room(k_first_room));
     auto first = std::make_unique_for_overwrite<void*[]>(per_bucket_);
     auto release = std::make_unique_for_overwrite<void*[]>(per_bucket_);
     auto chunks = track_chunks != 0 ? std::make_unique_for_overwrite<void*[]>(k_first_room) : nullptr;
@@ -65,7 +65,7 @@ UT_SM_INT_SMALLMEM::~UT_SM_INT_SMALLMEM()
     if (chunks_ != nullptr)
         for (std::uint32_t i = 0; i < chunk_count_; ++i) ::operator delete(chunks_[i]);
     delete[] chunks_;
-    for (std::uint32_t i = 0; i < bucket_count_; ++i) delete[] buckets_[i];
+    for (std::uint32_t i = 0; i < table_capacity_; ++i) delete[] buckets_[i];
     delete[] buckets_;
     delete[] release_bucket_;
 }
@@ -84,33 +84,39 @@ void UT_SM_INT_SMALLMEM::fillbucket(void** bucket)
     for (std::uint16_t i = 0; i < per_bucket_; ++i, element += element_size_) bucket[i] = element;
 }
 
-/// Puts a full bucket in the place of the first one, whose elements are used up.
+/// Puts a full bucket in the place of the first one, whose elements are used up. That one stays behind the
+/// last, for the next one that is needed.
 void UT_SM_INT_SMALLMEM::renew_first_bucket()
 {
-    if (bucket_count_ == 1) {
+    if (bucket_count_ == 1)
         fillbucket(buckets_[0]);
-    } else {
-        delete[] std::exchange(buckets_[0], buckets_[bucket_count_ - 1]);
-        --bucket_count_;
-    }
+    else
+        std::swap(buckets_[0], buckets_[--bucket_count_]);
     next_ = 0;
 }
 
 /// Makes the release bucket, with `element` as its last entry, the last one of the table.
 void UT_SM_INT_SMALLMEM::fill_release_bucket(void* element)
 {
-    auto next = std::make_unique_for_overwrite<void*[]>(per_bucket_);
-    if (bucket_count_ == table_capacity_) {
-        if (room(table_capacity_ + 1) != room(table_capacity_)) {
-            auto grown = std::make_unique_for_overwrite<void**[]>(room(table_capacity_ + 1));
-            std::copy_n(buckets_, bucket_count_, grown.get());
-            delete[] std::exchange(buckets_, grown.release());
-        }
-        ++table_capacity_;
-    }
+    const bool table_is_full = bucket_count_ == table_capacity_;
+    std::unique_ptr<void*[]> next;
+    if (table_is_full || buckets_[bucket_count_] == nullptr)
+        next = std::make_unique_for_overwrite<void*[]>(per_bucket_);
+    if (table_is_full) grow_table();  // the last thing that may fail
+    if (next != nullptr) buckets_[bucket_count_] = next.release();
     release_bucket_[released_] = element;
-    buckets_[bucket_count_++] = std::exchange(release_bucket_, next.release());
+    std::swap(buckets_[bucket_count_++], release_bucket_);
     released_ = 0;
+}
+
+void UT_SM_INT_SMALLMEM::grow_table()
+{
+    if (room(table_capacity_ + 1) != room(table_capacity_)) {
+        auto grown = std::make_unique<void**[]>(room(table_capacity_ + 1));
+        std::copy_n(buckets_, table_capacity_, grown.get());
+        delete[] std::exchange(buckets_, grown.release());
+    }
+    ++table_capacity_;
 }
 
 // ---- its faces

@@ -62,14 +62,17 @@ private:
     void fillbucket(void** bucket);
     void renew_first_bucket();
     void fill_release_bucket(void* element);
+    void grow_table();
 
+    // The two counts that change all the time are below 2^16, as if they had 16 bits and padding behind: in
+    // whole words the processor passes them on without waiting for the memory.
     std::uint16_t element_size_;
     std::uint16_t per_bucket_;
-    std::uint16_t next_ = 0;            ///< place in the first bucket
+    std::uint32_t next_ = 0;            ///< place in the first bucket
     std::uint32_t table_capacity_ = 0;  ///< in buckets
     std::uint32_t bucket_count_ = 0;
-    void*** buckets_ = nullptr;   ///< all of them full, but the first
-    std::uint16_t released_ = 0;  ///< elements in the release bucket
+    void*** buckets_ = nullptr;   ///< full ones, but for the first; behind them empty ones and nulls
+    std::uint32_t released_ = 0;  ///< elements in the release bucket
     std::uint32_t chunk_count_ = 0;
     void** release_bucket_ = nullptr;
     void** chunks_ = nullptr;  ///< every chunk made; null when they are not tracked
