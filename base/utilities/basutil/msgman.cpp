@@ -11,6 +11,7 @@
 #include "basutform.h"
 #include "basutstr.h"
 #include "hanging_indent.h"
+#include "heap_text.h"
 #include "mbytes.h"
 #include "msgdatabase.h"
 #include "platform.h"
@@ -18,6 +19,7 @@
 #include "utgetenv.h"
 #include "utproduct.h"
 
+using ketriope::heap_text;
 using ketriope::mbytes;
 using ketriope::message_database;
 using ketriope::posted_to_database;
@@ -45,9 +47,9 @@ void replace(char*& owned, char* text)
 }
 
 /// A copy of a site's tag: null counts as "", and a masked tag is copied in plain.
-char* tag_copy(const char* tag)
+heap_text tag_copy(const char* tag)
 {
-    return ut_strdecode(ut_strdup(tag != nullptr ? tag : ""));
+    return heap_text(ut_strdecode(ut_strdup(tag != nullptr ? tag : "")));
 }
 
 /// The number that a revision string such as "$Revision: 1.6 $" carries; other text is its own.
@@ -111,12 +113,12 @@ void UT_MSGMAN::setprogname(const char* name)
 
 void UT_MSGMAN::setpkgname(const char* name)
 {
-    replace(package_name_, tag_copy(name));
+    replace(package_name_, tag_copy(name).release());
 }
 
 void UT_MSGMAN::setmodname(const char* name)
 {
-    replace(module_name_, tag_copy(name));
+    replace(module_name_, tag_copy(name).release());
 }
 
 void UT_MSGMAN::setrcsrev(const char* text)
@@ -167,11 +169,11 @@ void UT_MSGMAN::message(UT_MSGTYPE type, const char* text, const char* pkg, cons
 
 void UT_MSGMAN::take_site(const char* pkg, const char* mod, short line, const char* rev, long data)
 {
-    char* const package = tag_copy(pkg);  // all copied before the first field goes: each may be a field
-    char* const module = tag_copy(mod);
+    heap_text package = tag_copy(pkg);  // all copied before the first field goes: each may be a field
+    heap_text module = tag_copy(mod);
     setrcsrev(rev);
-    replace(package_name_, package);
-    replace(module_name_, module);
+    replace(package_name_, package.release());
+    replace(module_name_, module.release());
     line_ = line;
     setdata(data);
 }
@@ -216,12 +218,16 @@ void UT_MSGMAN::write(const char* text)
 {
     if (suppress_ != 0) return;
     std::FILE* const out = type_ == UT_MSG_STATUS || type_ == UT_MSG_DEBUG ? stdout : stderr;
-    short count = 0;
-    char** lines = format(text, &count);
+    struct folded {
+        char** lines = nullptr;
+        short count = 0;
+        ~folded() { ut_strdelstrings(lines, count); }
+    } made;
+    made.lines = format(text, &made.count);
     std::string all;  // in one piece, since each write to standard error is a call into the system
-    all.reserve(static_cast<std::size_t>(count) * static_cast<std::size_t>(std::max<short>(width_, 0) + 1));
-    for (short i = 0; i < count; ++i) all.append(lines[i]).append(1, '\n');
-    ut_strdelstrings(lines, count);
+    all.reserve(static_cast<std::size_t>(made.count) *
+                static_cast<std::size_t>(std::max<short>(width_, 0) + 1));
+    for (short i = 0; i < made.count; ++i) all.append(made.lines[i]).append(1, '\n');
     std::fwrite(all.data(), 1, all.size(), out);
     std::fflush(out);
 }

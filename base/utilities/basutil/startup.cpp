@@ -4,7 +4,7 @@
 //      their compressors
 //   2. ut_msgman   on the heap, and never destroyed: a report may come after all else has ended
 //   3. ut_memmgr   installs the new-handler; never destroyed
-//   4. the pools   sm_memmngr with the classes of bit vectors and of ut_stringmem; never destroyed, as
+//   4. the pools   sm_memmngr with the classes of ut_stringmem and of bit vectors; never destroyed, as
 //                  late destructors give their elements back
 //   5. the default growth step of arrays is read from the environment, and kept
 //   6. ut_file     checks TEMP when it is built; at the end it closes what is still open, and deletes
