@@ -520,6 +520,20 @@ TEST(UtBaseArray, SortedInsertionGoesThroughTheVirtualSearch)
     EXPECT_EQ(array.getnumelements(), 1);
 }
 
+TEST(UtBaseArray, EachSearchOfASortedInsertionInserts)
+{
+    struct twice : deque_array {
+        long a_bsearch(const void* key, compare_function cmp) override
+        {
+            deque_array::a_bsearch(key, cmp);
+            return deque_array::a_bsearch(key, cmp);
+        }
+    } array;
+    const int key = 1;
+    EXPECT_EQ(array.a_sortadd(&key, by_tens), 0);
+    EXPECT_EQ(contents(array), (numbers{1, 1}));
+}
+
 TEST(UtBaseArray, ThreadsInsertIntoTheirOwnArraysAtOnce)
 {
     const auto compare = [](const void* a, const void* b) {
