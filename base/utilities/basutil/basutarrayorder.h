@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 #include <memory>
 #include <type_traits>
 #include <utility>
@@ -180,8 +181,9 @@ search_end search(Addresses& array, std::size_t size, long count, const void* ke
     long middle = 0;
     while (low <= high) {
         middle = low + (high - low) / 2;
-        array.expect(low + (middle - 1 - low) / 2, size);
-        array.expect(middle + 1 + (high - middle - 1) / 2, size);
+        const long eighth = (high - low) / 8;  // near these four is the look after the next one
+        for (const long near : {low + eighth, middle - eighth, middle + eighth, high - eighth})
+            array.expect(near, size);
         const int order = compare_at(array, size, middle, key, cmp);
         if (order == 0) {
             while (middle > 0 && compare_at(array, size, middle - 1, key, cmp) == 0) --middle;

@@ -52,9 +52,7 @@ public:
     }
     void expect(long index, std::size_t size) const
     {
-        const auto address =
-            reinterpret_cast<std::uintptr_t>(array_.block()) + static_cast<std::size_t>(index) * size;
-        ketriope::prefetch(reinterpret_cast<const void*>(address));
+        ketriope::prefetch(at(std::min<long>(index, array_.elements_allocated_ - 1), size));
     }
     bool hold(long index) const
     {

@@ -58,8 +58,7 @@ class UT_NAME_ELEMENT;
 class UT_EXPORT BARRAY_UT_NAME_ELEMENT_PTR : public UT_BARRAY {
 public:
     explicit BARRAY_UT_NAME_ELEMENT_PTR(int elements_per_block = 0, unsigned char zeromem = 0)
-        : UT_BARRAY(reinterpret_cast<void***>(&blocks_), sizeof(UT_NAME_ELEMENT*), elements_per_block,
-                    zeromem)
+        : UT_BARRAY(reinterpret_cast<void***>(&blocks_), sizeof(void*), elements_per_block, zeromem)
     {
     }
 

@@ -130,7 +130,7 @@ public:
 
     /// The elements in their order; valid until the array grows or shrinks.
     T* begin() { return complete() ? elements_ : nullptr; }
-    T* end() { return complete() ? elements_ + num_elements_ : nullptr; }
+    T* end() { return complete() ? elements_ + (num_elements_ > 0 ? num_elements_ : 0) : nullptr; }
     const T* begin() const { return const_cast<UT_DARRAY_T*>(this)->begin(); }
     const T* end() const { return const_cast<UT_DARRAY_T*>(this)->end(); }
 
