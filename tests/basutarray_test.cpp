@@ -144,6 +144,29 @@ TEST(UtBaseArray, AnElementSizeBelowOneCountsAsOne)
     EXPECT_EQ(deque_array(3).element_size(), 3);
 }
 
+/// A private function of the class, which an explicit instantiation may name.
+using exchange_function = void (*)(void*, void*, int);
+exchange_function private_swap();
+template <exchange_function Function>
+struct opened {
+    friend exchange_function private_swap() { return Function; }
+};
+template struct opened<&UT_BASE_ARRAY::swap>;
+
+TEST(UtBaseArray, ExchangesBytes)
+{
+    for (int size = -1; size <= 20; ++size) {
+        std::string a = "abcdefghijklmnopqrstuvwxyz";
+        std::string b = "ABCDEFGHIJKLMNOPQRSTUVWXYZ";
+        const auto bytes = static_cast<std::size_t>(std::max(size, 0));
+        const std::string expected = b.substr(0, bytes) + a.substr(bytes);
+        private_swap()(a.data(), b.data(), size);
+        EXPECT_EQ(a, expected);
+        private_swap()(a.data(), a.data(), size);
+        EXPECT_EQ(a, expected);
+    }
+}
+
 // ---- counters
 
 TEST(UtBaseArray, ResetCountersAreStoredAndNothingElse)
