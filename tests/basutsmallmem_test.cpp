@@ -206,7 +206,7 @@ TEST(UtSmallmem, AnElementTooLargeForAPoolEndsTheProcess)
 
 TEST(UtSmallmem, AFaceTakesSizesUpTo140)
 {
-    for (const unsigned char own : {'\0', '\1'}) {
+    for (const unsigned char own : std::vector<unsigned char>{0, 1}) {
         UT_SM_SMALLMEM face(140, own);
         std::memset(face.getmem(), 'x', 140);
         EXPECT_EQ(refusal_of([&] { const UT_SM_SMALLMEM refused(141, own); }),
