@@ -78,10 +78,11 @@ void UT_SM_INT_SMALLMEM::fillbucket(void** bucket)
         std::copy_n(chunks_, chunk_count_, grown.get());
         delete[] std::exchange(chunks_, grown.release());
     }
-    auto* element = static_cast<std::byte*>(::operator new (std::size_t{element_size_} * per_bucket_));
-    if (chunks_ != nullptr) chunks_[chunk_count_] = element;
+    auto* const chunk = static_cast<std::byte*>(::operator new (std::size_t{element_size_} * per_bucket_));
+    if (chunks_ != nullptr) chunks_[chunk_count_] = chunk;
     ++chunk_count_;
-    for (std::uint16_t i = 0; i < per_bucket_; ++i, element += element_size_) bucket[i] = element;
+    bucket[0] = chunk;
+    for (std::size_t i = 1; i < per_bucket_; ++i) bucket[i] = chunk + i * element_size_;
 }
 
 /// Puts a full bucket in the place of the first one, whose elements are used up. That one stays behind the
