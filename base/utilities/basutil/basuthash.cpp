@@ -57,7 +57,7 @@ inline void* UT_HASH::find_and_remove(const void* key, unsigned char do_remove)
     for (entry** link = bucket_of(key); *link != nullptr; link = &(*link)->next) {
         entry* const here = *link;
         void* const data = here->data;
-        ketriope::prefetch(here->next);  // it comes while the derived class compares
+        if (here->next != nullptr) ketriope::prefetch(here->next->data);  // it comes meanwhile
         if (comp_func(key, data) != 0) continue;
         if (do_remove != 0) {
             *link = here->next;
