@@ -1,6 +1,7 @@
 // format_writer_child <folder>: writes files of each form, for a reader in another language to read.
 #include <cstdint>
 #include <cstdio>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -47,7 +48,7 @@ bool write_file(const std::string& name, int form, const std::string& bytes)
 
 bool write_forms(const std::string& folder)
 {
-    for (const std::size_t size : {0, 1, 100, 16'384, 16'385, 150'000}) {
+    for (const std::size_t size : std::initializer_list<std::size_t>{0, 1, 100, 16'384, 16'385, 150'000}) {
         const std::string bytes = made_content(size), ending = '.' + std::to_string(size);
         if (!write_file(folder + "/packed" + ending, UT_ACCESS_PACKED, bytes) ||
             !write_file(folder + "/gca" + ending, UT_ACCESS_GCA, bytes) ||
