@@ -30,12 +30,12 @@ unsigned char* resized(unsigned char* old, std::size_t bytes)
 /// `start` moved by `bytes`, to a place that need not be in the buffer: so it is reckoned in addresses.
 unsigned char* moved(unsigned char* start, std::uintptr_t bytes)
 {
-    return std::bit_cast<unsigned char*>(std::bit_cast<std::uintptr_t>(start) + bytes);
+    return std::bit_cast<unsigned char*>(reinterpret_cast<std::uintptr_t>(start) + bytes);
 }
 
 std::uintptr_t distance(const unsigned char* from, const unsigned char* to)
 {
-    return std::bit_cast<std::uintptr_t>(to) - std::bit_cast<std::uintptr_t>(from);
+    return reinterpret_cast<std::uintptr_t>(to) - reinterpret_cast<std::uintptr_t>(from);
 }
 
 /// A window: eight bytes as one number, the first of them lowest. Compilers make one move of each.
