@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <memory>
 #include <new>
+#include <random>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -411,6 +413,66 @@ TEST(UtHashTable, SurvivesTheFailureOfEveryAllocation)
 TEST(UtLinkedHashTable, SurvivesTheFailureOfEveryAllocation)
 {
     expect_survival<utLinkedHashTable>();
+}
+
+/// A bucket that a failed rehash left half emptied is rehashed after the table has doubled once more.
+TEST(UtHashTable, WhatAFailedRehashHasMovedIsFoundBehindTheNextDoubling)
+{
+    open_table table;
+    for (std::uintptr_t k = 0; k < 10; ++k) table.insert(element(17 + 32 * k));  // all in bucket 1
+    for (std::uintptr_t i = 0; table.table_size() == 16; ++i) table.insert(element(32 * i));
+    bool hit = false;
+    {
+        const allocation_faults faults(1, 1);  // bucket 17 is made, and cannot grow while bucket 1 is moved
+        table.insert(element(369));
+        hit = faults.hit();
+    }
+    EXPECT_TRUE(hit);
+    EXPECT_EQ(table.bucket_size(17), 8);
+    EXPECT_EQ(table.bucket_size(1), 3);
+    for (std::uintptr_t i = 1'000; table.table_size() == 32; ++i) table.insert(element(64 * i));
+    table.insert(element(64 * 100 + 1));  // moves what is left in bucket 1
+    EXPECT_EQ(table.bucket_size(1), 1);
+    EXPECT_EQ(table.find(element(369)), element(369));
+    for (std::uintptr_t k = 0; k < 10; ++k)
+        EXPECT_EQ(table.find(element(17 + 32 * k)), element(17 + 32 * k)) << k;
+}
+
+/// Fills tables of a random spread, in which one insertion of two meets an allocation that fails.
+template <class Table>
+void expect_all_found_where_memory_is_short()
+{
+    std::mt19937 random(36);
+    for (int round = 0; round < 40; ++round) {
+        Table table;
+        std::set<std::uintptr_t> held;
+        const std::uintptr_t spread = 1U << random() % 7;
+        while (held.size() < 1'000) {
+            const std::uintptr_t number = random() % 4'000 * spread + random() % 16 / 15;
+            const int before = table.Size();
+            bool refused = false;
+            {
+                const allocation_faults faults(static_cast<long>(random() % 4), 1);
+                try {
+                    table.insert(element(number));
+                } catch (const std::bad_alloc&) {
+                    refused = true;
+                }
+            }
+            if (!refused) held.insert(number);
+            ASSERT_EQ(table.Size(), refused ? before : static_cast<int>(held.size()));
+            if (held.size() % 50 != 0) continue;
+            for (const std::uintptr_t each : held) ASSERT_EQ(table.find(element(each)), element(each));
+        }
+        for (const std::uintptr_t each : held) ASSERT_EQ(table.remove(element(each)), element(each));
+        ASSERT_EQ(table.remove(), nullptr);
+    }
+}
+
+TEST(UtHashTable, FindsAllThatItHoldsWhereMemoryIsShort)
+{
+    expect_all_found_where_memory_is_short<utHashTable>();
+    expect_all_found_where_memory_is_short<utLinkedHashTable>();
 }
 
 /// Functions that contradict themselves: what they lose stays lost, and does no harm.

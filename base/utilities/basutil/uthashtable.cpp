@@ -147,8 +147,10 @@ void utHashTable::RehashBucket(int position)
     Rehash(position);  // the older ones first: should memory run out, all below a current one is current
     std::vector<int> fresh;
     move_out(position, fresh);
-    for (const int made : fresh) bucket_at(made)->table_size = table_size();
     bucket_at(position)->table_size = table_size();
+    std::sort(fresh.begin(), fresh.end());  // a path is current from below
+    for (const int made : fresh)
+        if (is_current_below(made)) bucket_at(made)->table_size = table_size();
 }
 
 int utHashTable::bucket_size(int position) const
@@ -183,6 +185,17 @@ utHashTable::bucket* utHashTable::bucket_at(int position) const
 bool utHashTable::is_current(const bucket& some) const
 {
     return some.table_size == table_size();
+}
+
+/// Whether all buckets on the way from below `position` are current, which the nearest one tells. One that a
+/// rehash made and left for want of memory is not, and may hold what belongs at `position`.
+bool utHashTable::is_current_below(int position) const
+{
+    while (position >= _initialSize) {
+        position = older(position);
+        if (const bucket* const here = bucket_at(position)) return is_current(*here);
+    }
+    return true;
 }
 
 inline utHashTable::hit utHashTable::look_up(void* data, unsigned hash) const

@@ -41,7 +41,8 @@ public:
     ///
     /// Shape: the table doubles when it has more than seven elements for each bucket, and more than seven
     /// in the one just used.
-    /// Errors: a table that cannot double, or rehash a bucket, for want of memory puts it off.
+    /// Errors: once `data` is in its place, a doubling or a rehash for which memory runs out is put off;
+    /// before that `std::bad_alloc` is thrown, and the table holds what it held.
     int insert(void* data) override;
     /// Returns the element that was taken out; null if there is none. No other moves.
     void* remove(void* data) override;
@@ -83,6 +84,7 @@ private:
     int position_of(unsigned hash) const;
     bucket* bucket_at(int position) const;
     bool is_current(const bucket& some) const;
+    bool is_current_below(int position) const;
     hit look_up(void* data, unsigned hash) const;
     int add(void* data, unsigned hash);
     bucket& push_back(void* data, int position);
