@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <deque>
 #include <initializer_list>
@@ -98,6 +99,29 @@ TEST(UtBtrTree, TheFieldsOfANodeStandInTheirOrder)
     EXPECT_EQ(offsetof(UT_BTR_NODE, data), 2 * sizeof(void*));
     EXPECT_EQ(offsetof(UT_BTR_NODE, balance), 3 * sizeof(void*));
     EXPECT_TRUE((std::is_same_v<decltype(UT_BTR_NODE::balance), ut_long>));
+}
+
+TEST(UtBtrTree, HoldsItsFieldsInTheirOrder)
+{
+    struct fields {
+        void* slots;
+        UT_BTR_NODE* root;
+        int (*compare)(void*, const char*);
+        std::uint32_t count;
+        unsigned char owner;
+    };
+    static_assert(sizeof(UT_BTR_TREE) == sizeof(fields));
+    fields seen{};
+    const text_tree tree{"1", "2"};
+    std::memcpy(&seen, static_cast<const void*>(&tree), sizeof seen);
+    EXPECT_EQ(seen.root, tree.root_);
+    EXPECT_EQ(seen.compare, by_text);
+    EXPECT_EQ(seen.count, 2U);
+    EXPECT_EQ(seen.owner, 0);
+    const UT_BTR_TREE owner(static_cast<unsigned char>(7));
+    std::memcpy(&seen, static_cast<const void*>(&owner), sizeof seen);
+    EXPECT_EQ(seen.compare, nullptr);
+    EXPECT_EQ(seen.owner, 7);
 }
 
 TEST(UtBtrTree, NoNodeComesFromAPool)

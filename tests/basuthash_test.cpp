@@ -4,6 +4,8 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <limits>
 #include <new>
 #include <random>
@@ -37,6 +39,37 @@ TEST(UtHash, ItsOperationsStandBehindThoseOfAStoreInTheirOrder)
     EXPECT_EQ(slot_of(&UT_HASH::del_func), 7U);
 }
 #endif
+
+TEST(UtHash, HoldsItsFieldsInTheirOrder)
+{
+    struct fields {
+        void* slots;
+        std::uint32_t buckets;
+        void* table;
+        unsigned char owner;
+        std::uint32_t count, used, find_calls, compare_calls;
+    };
+    static_assert(sizeof(UT_HASH) == sizeof(fields));
+    open_table table(7, 5);
+    item data{3};
+    table.add(&data, nullptr);
+    void* const place = static_cast<UT_HASH*>(&table);
+    fields seen{};
+    std::memcpy(&seen, place, sizeof seen);
+    EXPECT_EQ(seen.buckets, 7U);
+    EXPECT_NE(seen.table, nullptr);
+    EXPECT_EQ(seen.owner, 5);
+    EXPECT_EQ(seen.count, 1U);
+    seen.used = 2;  // as nothing measures them, they are given values here
+    seen.find_calls = 3;
+    seen.compare_calls = 4;
+    std::memcpy(place, &seen, sizeof seen);
+    EXPECT_EQ(table.get_used(), 2U);
+    EXPECT_EQ(table.get_unused(), 5U);
+    EXPECT_EQ(table.get_nbr_find_calls(), 3U);
+    EXPECT_EQ(table.get_nbr_cmp_calls(), 4U);
+    EXPECT_EQ(table.get_stat(), 0.75);
+}
 
 TEST(UtHash, TheNewestOfEqualKeysIsFoundAndRemovedFirst)
 {

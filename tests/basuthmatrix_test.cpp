@@ -1,7 +1,10 @@
 // tests/basuthmatrix_test.cpp
 #include "basuthmatrix.h"
 
+#include <array>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <new>
 #include <random>
 #include <utility>
@@ -21,6 +24,24 @@ std::vector<std::vector<int>> counters(const UT_HMATRIX& matrix, int size)
         for (int low = 0; low < high; ++low)
             all[static_cast<std::size_t>(high)].push_back(matrix.get(high, low));
     return all;
+}
+
+TEST(UtHmatrix, HoldsItsFieldsInTheirOrder)
+{
+    struct fields {
+        std::int32_t size;
+        const signed char* cells;
+    };
+    static_assert(sizeof(UT_HMATRIX) == sizeof(fields));
+    UT_HMATRIX matrix(4);
+    signed char number = 0;
+    for (const auto& [i, j] :
+         std::vector<std::pair<int, int>>{{0, 1}, {0, 2}, {1, 2}, {0, 3}, {1, 3}, {2, 3}})
+        matrix.set(i, j, ++number);
+    fields seen{};
+    std::memcpy(&seen, static_cast<const void*>(&matrix), sizeof seen);
+    EXPECT_EQ(seen.size, 4);
+    for (int i = 0; i < 6; ++i) EXPECT_EQ(seen.cells[i], i + 1);
 }
 
 TEST(UtHmatrix, StartsWithAllCountersAtZero)
@@ -128,6 +149,36 @@ TEST(UtHmatrix, AnAssignedOneSharesTheCells)
     other.inc(1, 2);
     EXPECT_EQ(matrix.get(1, 2), 1);
     EXPECT_EQ(other.get(2, 1), 1);
+}
+
+TEST(UtHmatrix, AgreesWithAModelOverAHundredThousandSteps)
+{
+    constexpr int k_size = 9;
+    std::mt19937 random(3'309);
+    UT_HMATRIX matrix(k_size);
+    std::array<std::array<int, k_size>, k_size> model{};  // both cells of a pair
+    for (int step = 0; step < 100'000; ++step) {
+        const auto i = static_cast<std::size_t>(random() % k_size);
+        const auto j = static_cast<std::size_t>((i + 1 + random() % (k_size - 1)) % k_size);
+        const int row = static_cast<int>(i), column = static_cast<int>(j);
+        int value = model[i][j];
+        switch (random() % 8) {
+        case 0:
+            matrix.set(row, column, static_cast<signed char>(value = static_cast<int>(random() % 256) - 128));
+            break;
+        case 1:
+        case 2:
+        case 3: ASSERT_EQ(matrix.inc(row, column), value++) << step; break;
+        case 4:
+        case 5:
+        case 6: ASSERT_EQ(matrix.dec(row, column), value--) << step; break;
+        default: ASSERT_EQ(matrix.get(row, column), value) << step; break;
+        }
+        model[i][j] = model[j][i] = value > 127 ? -128 : value < -128 ? 127 : value;
+        if (step % 5'000 != 0) continue;
+        matrix.clear();
+        model = {};
+    }
 }
 
 TEST(UtHmatrix, ExhaustedMemoryThrowsWhereNoHandlerEndsTheProcess)

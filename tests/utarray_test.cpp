@@ -1,6 +1,8 @@
 // tests/utarray_test.cpp
 #include "utarray.h"
 
+#include <climits>
+#include <cstdint>
 #include <memory>
 #include <new>
 #include <vector>
@@ -52,6 +54,28 @@ TEST(UtArray, HasItsNameAndStartsEmptyWithSixteenNullPlaces)
     EXPECT_EQ(array.remove(), nullptr);
     EXPECT_EQ(array.Size(), 0);
     EXPECT_EQ(open_array(-3).BufferSize(), 0);
+}
+
+TEST(UtArray, NewPlacesAreNullWhateverTheMemoryHeld)
+{
+    numbered(32);
+    open_array array;
+    for (int i = 0; i < 16; ++i) EXPECT_EQ(array.Buffer()[i], nullptr) << i;
+}
+
+TEST(UtArray, AddsItsFieldsToThoseOfACollection)
+{
+    open_array array(3);
+    for (std::uintptr_t i = 1; i <= 4; ++i) array.insert(element(i));
+    const auto seen = collection_model::fields_of<collection_model::array_fields>(array);
+    EXPECT_EQ(seen.size, 4);
+    EXPECT_EQ(seen.capacity, 3);
+    EXPECT_EQ(seen.buffer, array.Buffer());
+    ASSERT_NE(seen.next, nullptr);
+    const auto further = collection_model::fields_of<collection_model::array_fields>(*seen.next);
+    EXPECT_EQ(further.capacity, 16);
+    EXPECT_EQ(further.buffer[0], element(4));
+    EXPECT_EQ(further.next, nullptr);
 }
 
 TEST(UtArray, TheSeventeenthElementGoesToAFurtherSegment)
@@ -178,6 +202,19 @@ TEST(UtArray, ResizingFillsThePlacesItAddsAndKeepsIndexes)
     EXPECT_EQ(array.find(0), element(1));
 }
 
+TEST(UtArray, ARemovalLeavesItsLastPlaceNullAndThoseBehindItAlone)
+{
+    open_array array(2);
+    array.insert(element(1));
+    array.insert(element(2));
+    array.resize(4, element(7));
+    array.remove(element(1));
+    EXPECT_EQ((std::vector<void*>(array.Buffer(), array.Buffer() + 4)),
+              (std::vector<void*>{element(2), nullptr, element(7), element(7)}));
+    EXPECT_EQ(array.remove(), element(2));
+    EXPECT_EQ(array.Buffer()[0], nullptr);
+}
+
 TEST(UtArray, DerivedClassesSearchAndShiftByIndex)
 {
     open_array array(2);
@@ -275,7 +312,9 @@ TEST(UtArrayGen, AReleasedBlockIsTheNextOneHandedOut)
 {
     auto* const first = new utArrayGen;
     delete first;
+    const allocation_faults counter(LONG_MAX);
     const std::unique_ptr<utArrayGen> second(new utArrayGen);
+    EXPECT_EQ(counter.counted(), 0);
     EXPECT_EQ(second.get(), first);
 }
 

@@ -87,6 +87,20 @@ TEST(UtCollection, StartsEmptyAndWithoutFunctions)
     EXPECT_EQ(collection.compFun(), nullptr);
 }
 
+TEST(UtCollection, HoldsItsFieldsInTheirOrder)
+{
+    bare collection;
+    collection.IncSize();
+    collection.setDelFun([](void*) {});
+    collection.setHashFun([](void*) { return 1U; });
+    collection.setCompFun([](void*, void*) { return 1; });
+    const auto seen = collection_model::fields_of<collection_model::collection_fields>(collection);
+    EXPECT_EQ(seen.size, 1);
+    EXPECT_EQ(seen.del, collection.delFun());
+    EXPECT_EQ(seen.hash, collection.hashFun());
+    EXPECT_EQ(seen.compare, collection.compFun());
+}
+
 TEST(UtCollection, ACollectionWithoutAnOrderSaysSo)
 {
     bare collection;

@@ -2,6 +2,8 @@
 #include "uthashtable.h"
 
 #include <algorithm>
+#include <climits>
+#include <cstdint>
 #include <memory>
 #include <new>
 #include <random>
@@ -74,6 +76,24 @@ TEST(UtHashTable, HasBucketsForTheElementsItExpects)
     EXPECT_EQ(buckets_for(2147483647), 1048576);
 }
 
+TEST(UtHashTable, AddsItsFieldsToThoseOfACollection)
+{
+    utLinkedHashTable table(529);
+    fill_range(table, 1, 300);
+    for (std::uintptr_t i = 0; i < 8; ++i)
+        table.insert(element(i * 1'024));  // past 224, and one bucket crowded
+    const auto seen = collection_model::fields_of<collection_model::linked_table_fields>(table);
+    EXPECT_EQ(seen.size, 308);
+    EXPECT_EQ(seen.initial_size, 32);
+    EXPECT_EQ(seen.buckets.capacity, 64);
+    EXPECT_EQ(seen.buckets.next, nullptr);
+    EXPECT_EQ(seen.order.size, 308);
+    EXPECT_EQ(seen.order.head->data, element(1));
+    EXPECT_EQ(seen.order.tail->data, element(7 * 1'024));
+    const utHashTable small;
+    EXPECT_EQ(collection_model::fields_of<collection_model::table_fields>(small).initial_size, 16);
+}
+
 TEST(UtHashTable, HasNoFirstAndNoLast)
 {
     utHashTable table;
@@ -126,6 +146,19 @@ TEST(UtHashTable, WithoutAFunctionTheLow28BitsAreTheHash)
     EXPECT_EQ(table.bucket_size(1), 0);
     EXPECT_EQ(table.bucket_size(-1), 0);
     EXPECT_EQ(table.bucket_size(16), 0);
+}
+
+TEST(UtHashTable, PointersThatDifferInEitherHalfOnlyAreTwoElements)
+{
+    utHashTable table;
+    const std::vector<void*> four = elements({0x100000005, 0x200000005, 0x110000005, 0x210000005});
+    for (void* const each : four) {
+        EXPECT_EQ(table.find(each), nullptr);
+        table.insert(each);
+    }
+    EXPECT_EQ(walked(table), four);  // all in bucket 5
+    for (void* const each : four) EXPECT_EQ(table.remove(each), each);
+    EXPECT_EQ(table.Size(), 0);
 }
 
 TEST(UtHashTable, FindsAndTakesOutTheStoredElement)
@@ -217,6 +250,7 @@ TEST(UtHashTable, DerivedClassesRehashWhatTheyLike)
         table.RehashBucket(outside);
     }
     table.RehashBucket(31);                          // never made
+    open_table().RehashBucket(3);                    // nor any below it
     EXPECT_EQ(table.Insert(element(1'000)), 4 + 1);  // 1000 mod 32 is 8: 8, 40, 72, 104
     for (std::uintptr_t i = 0; i <= 112; ++i) EXPECT_EQ(table.find(element(i)), element(i));
     EXPECT_EQ(table.find(element(1'000)), element(1'000));
@@ -536,7 +570,9 @@ TEST(UtHashTableGen, AReleasedBlockIsTheNextOneHandedOut)
 {
     auto* const first = new utHashTableGen;
     delete first;
+    const allocation_faults counter(LONG_MAX);
     const std::unique_ptr<utHashTableGen> second(new utHashTableGen);
+    EXPECT_EQ(counter.counted(), 0);
     EXPECT_EQ(second.get(), first);
 }
 

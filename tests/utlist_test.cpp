@@ -1,6 +1,9 @@
 // tests/utlist_test.cpp
 #include "utlist.h"
 
+#include <climits>
+#include <cstdint>
+#include <functional>
 #include <memory>
 #include <new>
 #include <vector>
@@ -48,6 +51,22 @@ TEST(UtList, StartsEmpty)
     EXPECT_EQ(list.find(0), nullptr);
     EXPECT_EQ(list.find(element(1)), nullptr);
     EXPECT_EQ(list.Size(), 0);
+}
+
+TEST(UtList, AddsItsFieldsToThoseOfACollection)
+{
+    utQueue queue;
+    fill(queue, {1, 2});
+    const auto seen = collection_model::fields_of<collection_model::list_fields>(queue);
+    EXPECT_EQ(seen.size, 2);
+    EXPECT_EQ(seen.head->data, element(1));
+    EXPECT_EQ(seen.head->next, seen.tail);
+    EXPECT_EQ(seen.tail->data, element(2));
+    const Element node(element(3), nullptr);
+    const std::less<const void*> before;
+    EXPECT_TRUE(before(&node, &node.next));  // the table of slots stands first
+    EXPECT_TRUE(before(&node.next, &node.data));
+    EXPECT_EQ(sizeof(Element), 3 * sizeof(void*));
 }
 
 TEST(UtList, InsertsInAscendingOrderOfUnsignedAddresses)
@@ -268,7 +287,9 @@ void expect_reuse()
     auto* const second = new Class;
     delete first;
     delete second;
+    const allocation_faults counter(LONG_MAX);
     const std::unique_ptr<Class> third(new Class), fourth(new Class);
+    EXPECT_EQ(counter.counted(), 0);
     EXPECT_EQ(third.get(), second);
     EXPECT_EQ(fourth.get(), first);
 }

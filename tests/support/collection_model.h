@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <new>
 #include <optional>
 #include <random>
@@ -30,6 +31,39 @@ inline void* element(std::uintptr_t number)
 inline std::uintptr_t number_of(const void* element)
 {
     return reinterpret_cast<std::uintptr_t>(element);
+}
+
+/// The fields of a collection, as the programs that were compiled against them see them.
+struct collection_fields {
+    void* slots;
+    std::int32_t size;
+    utCollection::delete_function del;
+    utCollection::hash_function hash;
+    utCollection::compare_function compare;
+};
+struct array_fields : collection_fields {
+    std::int32_t capacity;
+    void** buffer;
+    const utArray* next;
+};
+struct list_fields : collection_fields {
+    const Element* head;
+    const Element* tail;
+};
+struct table_fields : collection_fields {
+    std::int32_t initial_size;
+    array_fields buckets;
+};
+struct linked_table_fields : table_fields {
+    list_fields order;
+};
+template <class Fields, class Collection>
+Fields fields_of(const Collection& collection)
+{
+    static_assert(sizeof(Fields) == sizeof(Collection));
+    Fields fields{};
+    std::memcpy(static_cast<void*>(&fields), static_cast<const void*>(&collection), sizeof fields);
+    return fields;
 }
 
 /// The functions of a collection; null stands for what it does without.
