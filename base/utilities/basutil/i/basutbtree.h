@@ -44,7 +44,8 @@ enum UT_BTR_TRAV_TYPE : int {
 
 class UT_EXPORT UT_BTR_TREE : public UT_STORE {
 public:
-    /// What a walk calls for each node, with the address of its data slot; it may change the data.
+    /// What a walk calls for each node, with the address of its data slot; it may change the data, but
+    /// neither add to the tree nor remove from it.
     using slot_function = void (*)(void** slot, void* arg);
 
     /// An empty tree that compares by `compare`, and does not own its data.

@@ -68,6 +68,7 @@ public:
 protected:
     /// On a table that owns its data: calls `del_func` with the data of every entry, and empties all
     /// buckets. The entries themselves are not freed, and the count stays. Any other table is left alone.
+    /// `del_func` must not change the table.
     ///
     /// Errors: what `del_func` throws comes out, with the entries of that bucket still in place.
     void flush();

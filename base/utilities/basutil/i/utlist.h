@@ -35,7 +35,8 @@ public:
     const char* className() override;
     void* first() override;
     void* last() override;
-    /// Puts `data` in front of the first greater element, and nowhere if there is an equal one.
+    /// Puts `data` in front of the first greater element, and nowhere if there is an equal one. It relies on
+    /// the order: where `replace` has broken it, neither is promised.
     ///
     /// Cost: linear; constant for what belongs at the end.
     int insert(void* data) override;
@@ -45,7 +46,8 @@ public:
     void* remove() override;
     void* find(int index) override;
     void* find(void* data) override;
-    /// The order is the caller's business here: `data` takes the place whatever stands beside it.
+    /// The order is the caller's business here: `data` takes the place whatever stands beside it, and though
+    /// it may be in the list already.
     void* replace(void* data, int index) override;
     utColGen* newGen() override;
 
