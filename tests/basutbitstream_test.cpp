@@ -300,6 +300,28 @@ TEST(UtBitstream, ReadsZerosFromAStateOutsideTheBuffer)
     EXPECT_FALSE(stream.anybitsleft());
 }
 
+TEST(UtBitstream, CountsTheRemainingBitsOfEveryState)
+{
+    UT_BITSTREAM stream;
+    stream.putubits(0, 20);
+    constexpr ut_int64 k_far = std::numeric_limits<ut_int64>::max();
+    for (const ut_int64 byte : {k_far, -k_far - 1, k_far / 8 + 1}) {  // more bits than can be counted
+        stream.setstate({byte, 7});
+        EXPECT_TRUE(stream.anybitsleft());
+        stream.numremainingbits();
+        stream.flush();
+        EXPECT_EQ(stream.totalbits(), 20);
+        UT_BSTATE state;
+        stream.getstate(state);
+        EXPECT_EQ(state.byte, byte);
+        EXPECT_EQ(state.bit, 7);
+    }
+    stream.setstate({-1, 7});
+    EXPECT_EQ(stream.numremainingbits(), 21);
+    stream.setstate({3, 1});
+    EXPECT_EQ(stream.numremainingbits(), -5);
+}
+
 TEST(UtBitstream, FlushDropsTheBytesReadAndKeepsTheOneBegun)
 {
     UT_BITSTREAM stream;

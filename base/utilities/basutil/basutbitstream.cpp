@@ -134,7 +134,8 @@ void UT_BITSTREAM::setstate(const UT_BSTATE& state)
 
 long UT_BITSTREAM::numremainingbits() const
 {
-    return static_cast<long>(distance(read_, write_)) * 8 + write_bit_ - read_bit_;
+    const int bits = write_bit_ - read_bit_;
+    return static_cast<long>(distance(read_, write_) * 8 + static_cast<std::uintptr_t>(bits));
 }
 
 long UT_BITSTREAM::totalbits() const
@@ -154,11 +155,11 @@ void UT_BITSTREAM::flush()
     write_ -= first;
 }
 
-/// Raises the capacity, in steps, to `bytes` or more. Nothing of what lies behind the write position stays.
+/// Raises the capacity, which is below `bytes`, to the next multiple of a step that holds them. Nothing of what
+/// lies behind the write position stays.
 void UT_BITSTREAM::extend(std::size_t bytes)
 {
-    const std::size_t least = (capacity_ + k_step) / k_step;
-    const std::size_t capacity = std::max(least, (bytes + k_step - 1) / k_step) * k_step;
+    const std::size_t capacity = (bytes + k_step - 1) / k_step * k_step;
     const std::uintptr_t read_at = read_offset();
     const std::uintptr_t write_at = distance(buffer_, write_);
     buffer_ = resized(buffer_, capacity);

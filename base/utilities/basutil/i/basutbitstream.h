@@ -72,7 +72,8 @@ public:
     void setstate(const UT_BSTATE& state);
     /// True when the two positions differ, also when all has been read and more.
     bool anybitsleft() const { return read_ != write_ || read_bit_ != write_bit_; }
-    /// The bits between the two positions; negative when reading has gone past writing.
+    /// The bits between the two positions; negative when reading has gone past writing. It wraps where
+    /// a state from far outside makes them more than a `long` holds.
     long numremainingbits() const;
     long totalbits() const;  ///< those written, since the start or what `flush` has left
     /// Drops the bytes that have been read whole; the capacity stays.
