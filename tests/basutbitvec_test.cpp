@@ -17,6 +17,7 @@
 #include <gtest/gtest.h>
 
 #include "allocation_faults.h"
+#include "basutsmallmem.h"
 #include "bitvec_model.h"
 #include "message_capture.h"
 #include "msgman.h"
@@ -236,6 +237,13 @@ TEST(UtBitvec, ComesFromTheHeapByItself)
 {
     const std::unique_ptr<UT_BITVEC> vector(new UT_BITVEC(3UL, 8));
     EXPECT_EQ(shown(*vector), "0x3");
+    long asked = 0;
+    {
+        const allocation_faults faults(1'000);
+        const std::unique_ptr<UT_BITVEC> another(new UT_BITVEC(3UL, 8));
+        asked = faults.counted();
+    }
+    EXPECT_EQ(asked, 1);
     alignas(UT_BITVEC) std::byte place[sizeof(UT_BITVEC)];
     auto* const placed = new (place) UT_BITVEC(3UL, 80);
     EXPECT_TRUE(*placed == *vector);
@@ -744,9 +752,10 @@ TEST(UtBitvec, AFieldThatIsTooWideOrTooHighBreaksTheContract)
         // The shift stands in the place of the maximum, and the count of bits in that of the shift.
         {6, 35, "Effective shift bits <41> is larger than maximum numbits <35>. shift=<40>"},
         {32, 9, "Effective shift bits <41> is larger than maximum numbits <9>. shift=<40>"},
+        // All three have 32 bits and a sign, as every %d.
         {32, 0x7FFFFFF0,
-         "Effective shift bits <2147483664> is larger than maximum numbits <2147483632>. shift=<40>"},
-        {1, k_last, "Effective shift bits <4294967296> is larger than maximum numbits <-1>. shift=<40>"},
+         "Effective shift bits <-2147483632> is larger than maximum numbits <2147483632>. shift=<40>"},
+        {1, k_last, "Effective shift bits <0> is larger than maximum numbits <-1>. shift=<40>"},
     };
     for (const auto& row : rows) {
         const auto [count, shift, text] = row;
@@ -974,6 +983,8 @@ TEST_F(UtBitvecFile, SurvivesCountsThatDoNotFit)
         {{0xFFFFFFFF, 1, 1}, false, 3, 1, "0x77"},
         {{0xFFFFFFFF, 0xFFFFFFFF, 1}, false, 3, 1, "0x77"},
         {{1U << 25U, 1, 9}, true, 1U << 25U, 1U << 20U, "0x9"},
+        {{1U << 25U, 0}, true, 1U << 25U, 1U << 20U, "0x0"},  // as many as are believed
+        {{(1U << 25U) + 1, 0}, false, 3, 1, "0x77"},          // one more
         {{8}, false, 3, 1, "0x77"},
         {{}, false, 3, 1, "0x77"},
     };
@@ -1026,29 +1037,47 @@ TEST_F(UtBitvecFile, CombinesAVectorWithMoreWordsThanItsBitsNeed)
 
 // ---- memory
 
-TEST(UtBitvec, SmallWordArraysComeFromAPool)
+TEST(UtBitvec, ThePoolOfSmallWordArraysIsMadeAtLoad)
+{
+    long asked = 0;
+    {
+        const allocation_faults faults(1'000);
+        sm_memmngr->getmemhandler(16);
+        asked = faults.counted();
+    }
+    EXPECT_EQ(asked, 0);
+}
+
+TEST(UtBitvec, SmallWordArraysComeFromThePoolOfFourWords)
+{
+    UT_SM_INT_SMALLMEM& pool = *sm_memmngr->getmemhandler(16);
+    for (const unsigned int words : {2U, 3U, 4U}) {
+        void* const element = pool.getmem();
+        pool.relmem(element);  // the next to go out
+        UT_BITVEC vector;
+        EXPECT_EQ(bitvec_access::take(vector, words), element) << words;
+        bitvec_access::give(vector);
+        EXPECT_EQ(pool.getmem(), element) << words;
+        pool.relmem(element);
+    }
+}
+
+TEST(UtBitvec, LargeWordArraysComeFromTheHeap)
 {
     UT_BITVEC vector;
-    std::uint32_t* const small = bitvec_access::take(vector, 4);
-    std::memset(small, 1, 16);
-    bitvec_access::give(vector);
-    EXPECT_TRUE(vector.isscaler());
-    EXPECT_TRUE(vector.iszero());
     long asked = 0;
-    std::uint32_t* again = nullptr;
     std::uint32_t* large = nullptr;
     {
         const allocation_faults faults(1'000);
-        again = bitvec_access::take(vector, 2);
-        bitvec_access::give(vector);
-        asked = faults.counted();
         large = bitvec_access::take(vector, 5);
-        asked = 10 * asked + faults.counted();
+        asked = faults.counted();
     }
-    EXPECT_EQ(again, small);
-    EXPECT_EQ(asked, 1);  // none from the heap, then one
+    EXPECT_EQ(asked, 1);
     std::memset(large, 1, 20);
+    EXPECT_EQ(vector.getnum_words(), 5U);
     bitvec_access::give(vector);
+    EXPECT_TRUE(vector.isscaler());
+    EXPECT_TRUE(vector.iszero());
 }
 
 TEST(UtBitvec, StaysAsItWasWhereMemoryFails)

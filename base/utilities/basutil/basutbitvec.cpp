@@ -476,8 +476,8 @@ bool UT_BITVEC::may_shift(unsigned int count, unsigned int shift) const
     const char* const text =
         count > k_bits
             ? zeoform("<%d> is larger than maximum <%d>", static_cast<int>(count), static_cast<int>(k_bits))
-            : zeoform("Effective shift bits <%ld> is larger than maximum numbits <%d>. shift=<%d>",
-                      static_cast<long>(end), static_cast<int>(shift), static_cast<int>(num_bits_));
+            : zeoform("Effective shift bits <%d> is larger than maximum numbits <%d>. shift=<%d>",
+                      static_cast<int>(end), static_cast<int>(shift), static_cast<int>(num_bits_));
     ketriope::contract_failed(k_site, text);
     return false;
 }

@@ -11,7 +11,8 @@
 /// Lifetime: all texts that are said to be new are released by `free`.
 /// Threads: no locks; a vector belongs to one thread at a time.
 /// Errors: broken contracts are those of module "basutbitvec" with the exit value 91; what is checked is
-/// checked before anything changes. Exhausted memory throws `std::bad_alloc` and leaves the vector as it was.
+/// checked before anything changes. Exhausted memory throws `std::bad_alloc` and leaves the vector as it was,
+/// unless a new-handler ends the process first.
 #pragma once
 #include <cstddef>
 #include <cstdint>
@@ -191,7 +192,8 @@ public:
     /// What would go into the next word makes all its bits up to there ones, whatever `value` has there:
     /// callers depend on it. A `count` of 0 does nothing.
     /// Errors: more than 32 bits, and bits past the count, break the contract. The text of the latter names
-    /// the end of the bits, `shift` and the count of bits, in an order that does not fit its words.
+    /// the end of the bits, `shift` and the count of bits, in an order that does not fit its words. All
+    /// three are shown as 32 bits with a sign.
     void shift_and_set_n_bits(unsigned long value, unsigned int count, unsigned int shift);
     /// The `count` bits from bit `shift` up, across words as well. A `count` of 0 gives 0. Errors: as above.
     unsigned long shift_and_get_n_bits(unsigned int count, unsigned int shift) const;
@@ -200,7 +202,8 @@ public:
     ///
     /// A `const` or temporary vector that is sent to a stream is converted by this, and the text is lost.
     operator char*() const;
-    /// The text of `getAsciiStr`, copied into `buffer` with its NUL, or into a new block if that is null.
+    /// The text of `getAsciiStr`, copied into `buffer`, which has room for it and its NUL, or into a new
+    /// block if that is null. Returns where it is.
     char* get_ascii(char* buffer, unsigned char full, unsigned char spaced, BASE base) const;
     /// The value as a text that `init_with_str` reads again.
     ///
