@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <new>
 #include <random>
 #include <utility>
@@ -130,7 +131,8 @@ TEST(UtHmatrix, BothFormsOfClearSetAllToZero)
 
 TEST(UtHmatrix, SmallOnesHaveNoCells)
 {
-    UT_HMATRIX matrices[] = {UT_HMATRIX(1), UT_HMATRIX(0), UT_HMATRIX(-5), UT_HMATRIX()};
+    UT_HMATRIX matrices[] = {UT_HMATRIX(1), UT_HMATRIX(0), UT_HMATRIX(-5),
+                             UT_HMATRIX(std::numeric_limits<int>::min()), UT_HMATRIX()};
     for (UT_HMATRIX& matrix : matrices) {
         matrix.clear();
         matrix.clear(1L);

@@ -155,8 +155,8 @@ void UT_BITSTREAM::flush()
     write_ -= first;
 }
 
-/// Raises the capacity, which is below `bytes`, to the next multiple of a step that holds them. Nothing of what
-/// lies behind the write position stays.
+/// Raises the capacity, which is below `bytes`, to the next multiple of a step that holds them. Nothing of
+/// what lies behind the write position stays.
 void UT_BITSTREAM::extend(std::size_t bytes)
 {
     const std::size_t capacity = (bytes + k_step - 1) / k_step * k_step;
