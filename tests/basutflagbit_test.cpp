@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include "child_process.h"
+
 namespace {
 
 static_assert(sizeof(UT_FLAGBIT8) == 1 && sizeof(UT_FLAGBIT16) == 2);
@@ -79,6 +81,13 @@ TEST(UtFlagbit8, ShowsItsFlagsInItsByte)
     flags.setFlag(1);
     flags.setFlag(7);
     EXPECT_EQ(*reinterpret_cast<const unsigned char*>(&flags), 0x82);
+}
+
+TEST(UtFlagbit, OneModuleReadsTheSetsOfAnother)
+{
+    const child_result result = run_child(child_program("flagbit_child"));
+    EXPECT_EQ(result.exit_status, 0) << result.err;
+    EXPECT_EQ(result.out, "10000001\n1000000000000001\n");
 }
 
 TEST(UtFlagbit16, MayBeMadeInSeveralThreadsAtOnce)

@@ -9,8 +9,9 @@
 
 namespace ketriope {
 
-/// What the two have in common: flags in a word, by their numbers from 0 on.
-template <class Word>
+/// What the two have in common: flags in a word, by their numbers from 0 on. `Set` has the masks, so that
+/// there is one table for all modules of a process.
+template <class Set, class Word>
 class flag_word {
 public:
     /// All flags are clear.
@@ -23,29 +24,38 @@ public:
     bool isFlagSet(unsigned int flag) const { return (flags_ & mask(flag)) != 0; }
     void clearAllFlags() { flags_ = 0; }
 
-private:
+protected:
     static constexpr unsigned int k_flags = 8 * sizeof(Word);
 
+private:
     static unsigned int mask(unsigned int flag)
     {
-        return flag < k_flags ? _flag_index[flag].load(std::memory_order_relaxed) : 0U;
+        return flag < k_flags ? Set::_flag_index[flag].load(std::memory_order_relaxed) : 0U;
     }
     /// Without a lock: threads that meet here store the same numbers.
     static void fill_masks()
     {
-        if (_flag_index_init.load(std::memory_order_acquire)) return;
+        if (Set::_flag_index_init.load(std::memory_order_acquire)) return;
         for (unsigned int flag = 0; flag < k_flags; ++flag)
-            _flag_index[flag].store(static_cast<Word>(1U << flag), std::memory_order_relaxed);
-        _flag_index_init.store(true, std::memory_order_release);
+            Set::_flag_index[flag].store(static_cast<Word>(1U << flag), std::memory_order_relaxed);
+        Set::_flag_index_init.store(true, std::memory_order_release);
     }
-
-    inline static std::atomic<Word> _flag_index[k_flags] = {};  ///< 1 << i, from the first construction on
-    inline static std::atomic<bool> _flag_index_init{false};
 
     Word flags_ = 0;
 };
 
 }  // namespace ketriope
 
-class UT_EXPORT UT_FLAGBIT8 : public ketriope::flag_word<std::uint8_t> {};
-class UT_EXPORT UT_FLAGBIT16 : public ketriope::flag_word<std::uint16_t> {};
+class UT_EXPORT UT_FLAGBIT8 : public ketriope::flag_word<UT_FLAGBIT8, std::uint8_t> {
+    friend flag_word;
+
+    static std::atomic<std::uint8_t> _flag_index[k_flags];  ///< 1 << i, from the first construction on
+    static std::atomic<bool> _flag_index_init;
+};
+
+class UT_EXPORT UT_FLAGBIT16 : public ketriope::flag_word<UT_FLAGBIT16, std::uint16_t> {
+    friend flag_word;
+
+    static std::atomic<std::uint16_t> _flag_index[k_flags];  ///< as above
+    static std::atomic<bool> _flag_index_init;
+};
