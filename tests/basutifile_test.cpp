@@ -24,6 +24,7 @@
 #include "basutstream.h"
 #include "indexed_model.h"
 #include "message_capture.h"
+#include "msgdatabase.h"
 #include "msgman.h"
 #include "scoped_environment.h"
 #include "scoped_operations.h"
@@ -52,6 +53,21 @@ public:
     std::vector<int> versions;
     std::vector<int> revisions;
     int open_errors = 0;
+};
+
+/// Keeps with which value the legacy manager is told to end the process, and lives on.
+class surviving_manager final : public UT_MSGMAN {
+public:
+    surviving_manager() : before_(std::exchange(ut_msgman, this)) {}
+    ~surviving_manager() override { ut_msgman = before_; }
+    void fatal(const char*, const char*, const char*, short, const char*, int exit_value, long) override
+    {
+        exit_values.push_back(exit_value);
+    }
+    std::vector<int> exit_values;
+
+private:
+    UT_MSGMAN* before_;
 };
 
 void put(UT_IFILE& file, const std::string& name, std::string_view content, long type = 0, long data = 0)
@@ -308,6 +324,47 @@ TEST_F(UtIfile, ASegmentWrittenAnewGoesBehindAllOthers)
     file.unload();
 }
 
+TEST_F(UtIfile, TheEndOfASegmentPutsItsBytesIntoTheFile)
+{
+    UT_IFILE file;
+    file.create(path_.c_str());
+    put(file, "a", "content");
+    EXPECT_EQ(file_bytes(path_), std::string(128, '\0') + "content");
+    put(file, "b", " and more");
+    EXPECT_EQ(file_bytes(path_), std::string(128, '\0') + "content and more");
+    file.unload();
+}
+
+TEST_F(UtIfile, ASegmentThatIsNotEndedHasSizeNothingAndIsWrittenOver)
+{
+    UT_IFILE file;
+    file.create(path_.c_str());
+    put(file, "a", "first", 1, 1);
+    write_text(*file.putdataseg("b", 2, 2), "lost");
+    write_text(*file.putdataseg("a", 3, 3), "lost, too");
+    put(file, "c", "kept", 4, 4);
+    file.unload();
+    const auto written = indexed_model::file::read(file_bytes(path_));
+    EXPECT_EQ(written->entries,
+              (std::vector<entry>{{"a", 133, 0, 3, 3}, {"b", 133, 0, 2, 2}, {"c", 133, 4, 4, 4}}));
+    EXPECT_EQ(written->content(written->entries[2]), "kept");
+}
+
+TEST_F(UtIfile, WhatIsWrittenBehindTheEndOfASegmentBelongsToNone)
+{
+    UT_IFILE file;
+    file.create(path_.c_str());
+    UT_STREAM* const stream = file.putdataseg("a", 0, 0);
+    write_text(*stream, "content");
+    EXPECT_TRUE(file.enddataseg());
+    write_text(*stream, "stray");
+    EXPECT_TRUE(file.enddataseg());
+    put(file, "b", "next");
+    file.unload();
+    const auto written = indexed_model::file::read(file_bytes(path_));
+    EXPECT_EQ(written->entries, (std::vector<entry>{{"a", 128, 7, 0, 0}, {"b", 140, 4, 0, 0}}));
+}
+
 TEST_F(UtIfile, AnEntryWithoutASegmentHasSizeNothing)
 {
     UT_IFILE file;
@@ -384,6 +441,20 @@ TEST_F(UtIfile, ExactlyAsManyAsTheFieldCountsNeedNoBit)
     EXPECT_EQ(file_bytes(path_).substr(0, 6), "\2\0\0\0\xFF\xFF"s);
     file.load(path_.c_str());
     EXPECT_EQ(file.getrealnumsegs(), 65'535);
+    file.unload();
+}
+
+TEST_F(UtIfile, OneMoreThanTheFieldCountsSetsTheBitToo)
+{
+    UT_IFILE file;
+    file.create(path_.c_str());
+    for (int i = 0; i < 65'536; ++i) file.newfdir("", 0, 0);
+    EXPECT_TRUE(file.unload());
+    EXPECT_EQ(reports_of(capture_, "Datarevision: 0x40, Segs no: 65536  written: 0"), 1);
+    EXPECT_EQ(file_bytes(path_).substr(0, 6), "\2\0\0\x40\0\0"s);
+    file.load(path_.c_str());
+    EXPECT_EQ(file.getrealnumsegs(), 65'536);
+    EXPECT_EQ(file.getnumsegs(), 0);
     file.unload();
 }
 
@@ -508,6 +579,8 @@ TEST_F(UtIfile, NothingIsReadFromAFileThatIsBeingWritten)
     EXPECT_EQ(info.getsize(), 1);
     file.unload();
     EXPECT_EQ(file.putdataseg("a", 0, 0), nullptr);
+    EXPECT_FALSE(file.getseginfo("a", info));
+    EXPECT_EQ(file.getrealnumsegs(), 0);
 }
 
 TEST_F(UtIfile, GetseginfoClearsTheNameOfWhatIsNotThere)
@@ -521,6 +594,7 @@ TEST_F(UtIfile, GetseginfoClearsTheNameOfWhatIsNotThere)
     EXPECT_EQ(info.gettype(), INT32_MAX);
     EXPECT_FALSE(file.getseginfo("nothing", info));
     EXPECT_STREQ(info.getname(), "");
+    EXPECT_EQ(info.getsize(), 256);  // the name alone
     EXPECT_FALSE(file.getseginfo(nullptr, info));
     file.unload();
 }
@@ -538,8 +612,9 @@ TEST_F(UtIfile, TheWalkStaysAtTheEndUntilReset)
         EXPECT_STREQ(info.getifileDir()->getname(), name);
     }
     for (int i = 0; i < 3; ++i) {
-        EXPECT_FALSE(file.getnextseginfo(info, 1));
+        EXPECT_FALSE(file.getnextseginfo(info, 0));
         EXPECT_STREQ(info.getname(), "");
+        EXPECT_STREQ(info.getifileDir()->getname(), "every byte");
     }
     file.resetseginfo();
     EXPECT_TRUE(file.getnextseginfo(info, 0));
@@ -600,6 +675,12 @@ TEST_F(UtIfile, AnInfoIsAValue)
     other = self;
     EXPECT_STREQ(other.getname(), "every byte");
     EXPECT_EQ(other.getsize(), 256);
+    file.getnextseginfo(one, 1);
+    const UT_IFILESEGINFO with_entry(one);
+    EXPECT_EQ(with_entry.getifileDir(), one.getifileDir());
+    other = with_entry;
+    EXPECT_NE(other.getifileDir(), nullptr);
+    EXPECT_EQ(other.getifileDir(), one.getifileDir());
     other = UT_IFILESEGINFO();
     EXPECT_STREQ(other.getname(), "");
     file.unload();
@@ -654,6 +735,27 @@ TEST_F(UtIfile, WithoutTheCacheOneSegmentIsInWorkAtATime)
 
 int open_streams;
 
+/// Counts the descriptors that are open while it lives.
+class stream_count {
+public:
+    stream_count()
+    {
+        open_streams = 0;
+        operations_.table.open = [](const char* name, unsigned flags) {
+            const int descriptor = ketriope::platform::native().open(name, flags);
+            if (descriptor >= 0) ++open_streams;
+            return descriptor;
+        };
+        operations_.table.close = [](int descriptor) {
+            --open_streams;
+            return ketriope::platform::native().close(descriptor);
+        };
+    }
+
+private:
+    scoped_operations operations_;
+};
+
 TEST_F(UtIfile, ManyFilesWithoutTheCacheNeedNoStreams)
 {
     std::vector<std::unique_ptr<UT_IFILE>> files;
@@ -673,17 +775,7 @@ TEST_F(UtIfile, ManyFilesWithoutTheCacheNeedNoStreams)
 
 TEST_F(UtIfile, EveryStreamIsClosedAgain)
 {
-    open_streams = 0;
-    scoped_operations operations;
-    operations.table.open = [](const char* name, unsigned flags) {
-        const int descriptor = ketriope::platform::native().open(name, flags);
-        if (descriptor >= 0) ++open_streams;
-        return descriptor;
-    };
-    operations.table.close = [](int descriptor) {
-        --open_streams;
-        return ketriope::platform::native().close(descriptor);
-    };
+    const stream_count counted;
     for (const unsigned char cache : {k_uncached, k_cached}) {
         lenient_file file;
         file.setfilecache(cache);
@@ -721,7 +813,7 @@ TEST_F(UtIfile, NothingToUnloadIsMessage1104)
     UT_IFILE file;
     EXPECT_FALSE(file.unload());
     EXPECT_EQ(capture_.last(), (post{"framework", "1104", "", ""}));
-    EXPECT_TRUE(shows_on_the_legacy_route("No file is open to unload.", [&] { file.unload(); }));
+    EXPECT_TRUE(shows_on_the_legacy_route("ERROR - No file is open to unload.", [&] { file.unload(); }));
 }
 
 TEST_F(UtIfile, AFileStillHeldIsMessage1411Or1410)
@@ -737,11 +829,11 @@ TEST_F(UtIfile, AFileStillHeldIsMessage1411Or1410)
     EXPECT_EQ(capture_.last(), (post{"framework", "1410", "", ""}));
     EXPECT_STREQ(file.getfname(), other.c_str());
     EXPECT_EQ(capture_.posts().size(), 2U);
-    EXPECT_TRUE(shows_on_the_legacy_route("File \"" + other + "\" was not closed before file \"" + other +
-                                              "\" was opened",
+    EXPECT_TRUE(shows_on_the_legacy_route("WARNING - File \"" + other + "\" was not closed before file \"" +
+                                              other + "\" was opened",
                                           [&] { file.load(other.c_str()); }));
-    EXPECT_TRUE(shows_on_the_legacy_route("File \"" + other + "\" was not closed before file \"" + path_ +
-                                              "\" was created",
+    EXPECT_TRUE(shows_on_the_legacy_route("WARNING - File \"" + other + "\" was not closed before file \"" +
+                                              path_ + "\" was created",
                                           [&] { file.create(path_.c_str()); }));
     file.unload();
 }
@@ -766,6 +858,24 @@ TEST_F(UtIfile, TheListOfAFileStillHeldStays)
     file.load(other.c_str());
     EXPECT_EQ(file.getrealnumsegs(), 2);
     file.unload();
+}
+
+TEST_F(UtIfile, TheDirectoryStandsBehindTheLastEntryOfAFileStillHeld)
+{
+    const std::string other = temp_ / "other.idx";
+    UT_IFILE file;
+    file.create(path_.c_str());
+    put(file, "a", "of the first file", 1, 2);
+    file.putdataseg("b", 3, 4);
+    file.create(other.c_str());
+    EXPECT_TRUE(file.enddataseg());  // not of "b", whose file is no more in hand
+    UT_IFILESEGINFO info;
+    while (file.getnextseginfo(info, 0)) {}  // the walk is at its end when the directory is written
+    EXPECT_TRUE(file.unload());
+    ut_file.close_all();
+    const auto written = indexed_model::file::read(file_bytes(other));
+    EXPECT_EQ(written->entries, (std::vector<entry>{{"a", 128, 17, 1, 2}, {"b", 145, 0, 3, 4}}));
+    EXPECT_EQ(file_bytes(other).substr(6, 4), "\0\0\0\x91"s);
 }
 
 TEST_F(UtIfile, AFileThatCannotBeOpenedBreaksTheContract)
@@ -822,6 +932,28 @@ TEST_F(UtIfile, ASoftenedOpenErrorGivesFalse)
     EXPECT_EQ(file.getaccess(), k_writing);
 }
 
+TEST_F(UtIfile, WhereTheRunGoesOnBehindAReportTheResultIsFalse)
+{
+    write_file(path_, "\x07");
+    const std::string nowhere = temp_ / "no/such/file";
+    capture_.use_legacy_flow();
+    surviving_manager manager;
+    UT_IFILE file;
+    EXPECT_FALSE(file.load(path_.c_str()));
+    EXPECT_TRUE(file.unload());
+    EXPECT_FALSE(file.load(nowhere.c_str()));
+    EXPECT_TRUE(file.unload());
+    EXPECT_FALSE(file.create(nowhere.c_str()));
+    EXPECT_EQ(manager.exit_values, (std::vector<int>{2, 3, 4}));
+    stdout_of([&] { stderr_of([&] { EXPECT_TRUE(file.create(path_.c_str())); }); });
+    for (int i = 0; i < 131'070; ++i) file.newfdir("", 0, 0);
+    stdout_of([&] { EXPECT_FALSE(file.unload()); });
+    EXPECT_EQ(manager.exit_values.back(), 1);
+    EXPECT_STREQ(file.getfname(), path_.c_str());
+    EXPECT_EQ(file_bytes(path_), std::string(128, '\0'));
+    stdout_of([&] { stderr_of([&] { EXPECT_TRUE(file.create(path_.c_str())); }); });
+}
+
 TEST_F(UtIfile, AnotherVersionBreaksTheContract)
 {
     write_file(path_, "\x07\0\0\0\0\0\0\0\0\x80"s);
@@ -859,9 +991,9 @@ TEST_F(UtIfile, AnotherRevisionIsMessage1412AndTheLoadGoesOn)
     EXPECT_EQ(file.getrevision(), 5);
     EXPECT_EQ(content_of(file, "every byte"), every_byte());
     file.unload();
-    EXPECT_TRUE(
-        shows_on_the_legacy_route("Revision 5 does not match current revision 0 for file \"" + path_ + "\".",
-                                  [&] { file.load(path_.c_str()); }));
+    EXPECT_TRUE(shows_on_the_legacy_route(
+        "WARNING - Revision 5 does not match current revision 0 for file \"" + path_ + "\".",
+        [&] { file.load(path_.c_str()); }));
     file.unload();
     lenient_file lenient;
     EXPECT_TRUE(lenient.load(path_.c_str()));
@@ -885,10 +1017,48 @@ TEST_F(UtIfile, DestroyingAFileBeingWrittenIsMessage1409)
         file.load(path_.c_str());
     }
     EXPECT_TRUE(capture_.posts().empty());
-    EXPECT_TRUE(shows_on_the_legacy_route("UT_IFILE destroyed but file \"" + path_ + "\" not closed.", [&] {
+    EXPECT_TRUE(
+        shows_on_the_legacy_route("WARNING - UT_IFILE destroyed but file \"" + path_ + "\" not closed.", [&] {
+            UT_IFILE file;
+            file.create(path_.c_str());
+        }));
+}
+
+/// Raises instead of posting.
+class raising_database final : public ketriope::message_database {
+public:
+    raising_database() : before_(ketriope::install_database(this)) {}
+    ~raising_database() { ketriope::install_database(before_); }
+    raising_database(const raising_database&) = delete;
+    raising_database& operator=(const raising_database&) = delete;
+
+    void post_contract(const char*, int, const char*) override { throw -1; }
+    void post_numbered(const char*, const char*, ut_va_list) override { throw -1; }
+    void post_text(const char*, const char*) override { throw -1; }
+    void post_finished(int, const char*) override { throw -1; }
+    void show_types(int, bool) override {}
+
+private:
+    ketriope::message_database* before_;
+};
+
+TEST_F(UtIfile, AReportThatRaisesLeavesTheDestructorWhenAllIsLetGo)
+{
+    const raising_database database;
+    const stream_count counted;
+    const auto forget_one = [this] {
         UT_IFILE file;
         file.create(path_.c_str());
-    }));
+    };
+    EXPECT_THROW(forget_one(), int);
+    EXPECT_EQ(open_streams, 0);
+    const auto fail_with_one = [this] {
+        UT_IFILE file;
+        file.create(path_.c_str());
+        throw std::string("another failure is on its way");
+    };
+    EXPECT_THROW(fail_with_one(), std::string);
+    EXPECT_EQ(open_streams, 0);
 }
 
 TEST_F(UtIfile, AFileThatCannotBeOpenedAgainEndsTheProcess)
@@ -911,7 +1081,7 @@ TEST_F(UtIfile, AFileThatCannotBeOpenedAgainEndsTheProcess)
     EXPECT_EQ(capture_.exit_value_of([&] { file.getdataseg("netlist", -1, nullptr); }), 1);
     EXPECT_EQ(capture_.last(), (post{"framework", "1105", "", ""}));
     int value = 0;
-    EXPECT_TRUE(shows_on_the_legacy_route("Failed to open file " + path_, [&] {
+    EXPECT_TRUE(shows_on_the_legacy_route("ERROR - Failed to open file " + path_, [&] {
         value = capture_.exit_value_of([&] { file.getdataseg("netlist", -1, nullptr); });
     }));
     EXPECT_EQ(value, 1);
@@ -924,7 +1094,9 @@ TEST_F(UtIfile, UnderForcedCompressionNoFileCanBeRead)
         const scoped_environment forced("QVS_COMP_MAND", "yes");
         UT_IFILE file;
         EXPECT_TRUE(file.create(path_.c_str()));
+        capture_.clear();
         put(file, "a", "content");
+        EXPECT_GT(reports_of(capture_, "ERROR - UT_STREAM: Invalid start offset."), 0);  // of the seek
         EXPECT_TRUE(file.unload());
     }
     lenient_file file;

@@ -156,6 +156,29 @@ TEST_F(PtrFixTable, TheWalkGoesByBucketsTheYoungestAddressFirstAndPlacesInTheirO
     EXPECT_EQ(table.checkptrs(), &places[2]);
 }
 
+TEST_F(PtrFixTable, TheBucketIsASumOfFourPartsOfTheLowHalf)
+{
+    struct in_bucket {
+        std::uintptr_t address;
+        std::uint32_t bucket;
+    };
+    // In the order of the walk; within a bucket the youngest, which is named last, comes first.
+    constexpr in_bucket k_walk[] = {{0x1'0000'0000, 0}, {0xec, 59},      {0xffff'fffc, 60}, {0xf4, 61},
+                                    {0x3fc, 255},       {1u << 10, 257}, {1u << 18, 257},   {1u << 26, 257},
+                                    {0x404, 258},       {0x8000, 8'224}, {0xf000, 15'420},  {0xff00, 16'383}};
+    std::vector<void*> places;
+    for (const in_bucket& each : k_walk) {
+        ASSERT_EQ(model_bucket(each.address), each.bucket);
+        places.insert(places.begin(), old_address(each.address));
+    }
+    for (void*& place : places) table.fixptr(&place);
+    for (int walk = 0; walk < 2; ++walk) {
+        std::vector<void*> walked;
+        for (void** const place : waiting(table)) walked.push_back(*place);
+        EXPECT_EQ(walked, std::vector<void*>(places.rbegin(), places.rend()));
+    }
+}
+
 TEST_F(PtrFixTable, TheWalkGoesOnWhereArraysVanishUnderIt)
 {
     std::array<void*, 4> places{old_address(0x40), old_address(0x40), old_address(0x80), old_address(0x80)};
@@ -172,6 +195,10 @@ TEST_F(PtrFixTable, FlushForgetsEverythingAndTheWalkBeginsAnew)
     std::array<void*, 3> places{old_address(0x40), old_address(0x40), old_address(0x80)};
     for (void*& place : places) table.fixptr(&place);
     EXPECT_EQ(table.checkptrs(), &places[0]);
+    table.flush_fixtable();
+    void* in_front = old_address(0x4);
+    table.fixptr(&in_front);
+    EXPECT_EQ(table.checkptrs(), &in_front);
     table.flush_fixtable();
     EXPECT_EQ(table.checkptrs(), nullptr);
     table.registerptr(old_address(0x40), &objects[0]);
@@ -306,6 +333,20 @@ TEST_F(PtrFile, HasABufferOf4096AndTheGlobalManagerAsOwner)
     UT_STREAM* const address = opened_one.get();
     opened_one.reset();  // it leaves the manager's table, so that nothing is there to close
     EXPECT_EQ(ut_file.close(address), 0);
+}
+
+TEST_F(PtrFile, ACopySharesTheTable)
+{
+    // One of the two is never destroyed.
+    alignas(UT_PTRFILE) std::byte memory[sizeof(UT_PTRFILE)];
+    UT_PTRFILE stream(UT_ACCESS_READ);
+    auto* const copy = new (memory) UT_PTRFILE(stream);
+    int object = 0;
+    void* place = old_address(0x40);
+    stream.fixptr(&place);
+    copy->registerptr(old_address(0x40), &object);
+    EXPECT_EQ(place, &object);
+    *copy = stream;
 }
 
 TEST_F(PtrFile, APointerIsEightBytesMostSignificantFirst)

@@ -28,8 +28,9 @@ struct pointer_model {
 
     static void* address(std::size_t number)
     {
-        const std::uintptr_t high = number % 4, low = number / 4;
-        return reinterpret_cast<void*>((high << 40) + 0x40 * (low + 1));
+        // Those that differ in the high half alone share a bucket; of the low half all bits take part.
+        const std::uintptr_t high = number % 4, low = number / 4 + 1;
+        return reinterpret_cast<void*>((high << 40) + (low * 0x9e37'79b1 & 0xffff'fffc));
     }
     void* object(std::size_t number) { return &objects[number]; }
     /// The record of an address, which is made if need be.
