@@ -261,6 +261,47 @@ TEST_F(KetriopeStorage, ASegmentThatIsCutIsTold)
     EXPECT_EQ(bytes_at(path("out")), bytes.substr(128));
 }
 
+TEST_F(KetriopeStorage, ADirectoryThatIsCutIsTold)
+{
+    EXPECT_EQ(run_child(child_program("ketriope_storage_child"), {path("log"), path("indexed")}).exit_status,
+              0);
+    const std::string whole = bytes_at(path("indexed"));
+    const std::size_t directory = whole.find("head");
+    const auto expect_told = [&](const std::string& bytes, const std::string& what) {
+        const std::string cut = file("cut", bytes);
+        const std::string told =
+            warning("'" + cut + "' lacks a part of its directory: what is missing shows as 0.");
+        const child_result listed = tool({"segments", cut});
+        EXPECT_EQ(listed.err, told) << what;
+        EXPECT_EQ(listed.exit_status, 1) << what;
+        EXPECT_THAT(listed.out, StartsWith(cut + "\n  data version")) << what;
+    };
+    for (const std::size_t length : {std::size_t{3}, std::size_t{9}, std::size_t{100}, directory - 1,
+                                     directory, directory + 3, directory + 20, whole.size() - 1})
+        expect_told(whole.substr(0, length), std::to_string(length));
+    for (const char* const nowhere : {"\x7F", "\xF0"}) {
+        std::string forged = whole;
+        expect_told(forged.replace(6, 1, nowhere), nowhere);
+    }
+
+    const std::string cut = file("cut", whole.substr(0, directory + 21));  // behind the first entry
+    const child_result head = tool({"extract", cut, "head", path("out")});
+    EXPECT_THAT(head.err, HasSubstr("lacks a part of its directory"));
+    EXPECT_EQ(head.exit_status, 1);
+    EXPECT_EQ(bytes_at(path("out")), "HEAD.");
+    EXPECT_EQ(tool({"extract", cut, "a name\nof two lines", path("out")}).exit_status, 2);
+
+    // What is there in full is not told, in whatever form.
+    for (const char* const form : {"-packed", "-gca", "-gcb"}) {
+        EXPECT_EQ(tool({"pack", form, path("indexed"), path("stored")}).exit_status, 0);
+        const child_result listed = tool({"segments", path("stored")});
+        EXPECT_EQ(listed.err, "");
+        EXPECT_EQ(listed.exit_status, 0);
+        EXPECT_EQ(tool({"extract", path("stored"), "a name\nof two lines", path("out")}).exit_status, 0);
+        EXPECT_EQ(bytes_at(path("out")), std::string(1'000, 'x'));
+    }
+}
+
 TEST_F(KetriopeStorage, WhatIsNoIndexedFileIsTold)
 {
     for (const std::string& content : {std::string(), std::string("text"), std::string(200, '\0')}) {
@@ -287,6 +328,11 @@ TEST_F(KetriopeStorage, LongWorkShowsABarOnATerminalOnly)
     EXPECT_THAT(seen.out, HasSubstr(" [" + std::string(20, '#') + std::string(20, ' ') + "]  5"));
     EXPECT_THAT(seen.out, HasSubstr("\r\033[K"));
     EXPECT_EQ(tool({"pack", "-gca", from, path("to")}).err, "");
+    const child_result described = tool_under(terminal, {"info", from});
+    EXPECT_THAT(described.out, StartsWith("\r" + from + " [" + std::string(40, ' ') + "]   0 %"));
+    EXPECT_THAT(described.out, HasSubstr("]  50 %"));
+    EXPECT_THAT(described.out, HasSubstr("\r\033[K"));
+    EXPECT_EQ(tool({"info", from}).err, "");
     const std::string small = file("small", lines(10));
     EXPECT_THAT(tool_under(terminal, {"pack", "-gca", small, path("to")}).out, testing::Not(HasSubstr("[")));
 }

@@ -24,8 +24,8 @@ constexpr char k_foot[] = R"(
 exit status
   0   all was done, and well
   1   the answer is no: grep matched nothing, the catalogue has faults, the
-      message is not in it, the log is damaged or has no end, a compressed file
-      is damaged or ends too early
+      message is not in it, the log is damaged or has no end, a compressed or
+      indexed file is damaged or ends too early
   2   a file could not be read or written, standard output could not be written,
       or the command line makes no sense
 

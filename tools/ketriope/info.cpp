@@ -9,6 +9,7 @@
 #include "command.h"
 #include "console.h"
 #include "input_file.h"
+#include "progress.h"
 #include "uttypes.h"
 
 namespace ketriope::tool {
@@ -121,7 +122,13 @@ std::string storage_rows(const input_file& file, ut_uint64 size)
 bool describe(input_file& file)
 {
     survey content;
-    for (std::string_view piece = file.next(); !piece.empty(); piece = file.next()) content.add(piece);
+    {
+        progress bar(file.shown_name(), file.size());
+        for (std::string_view piece = file.next(); !piece.empty(); piece = file.next()) {
+            content.add(piece);
+            bar.reached(file.bytes_read());
+        }
+    }
     content.finish();
     std::string text = file.shown_name() + '\n' + row("form", file.form()) +
                        row("size on disk", counted(static_cast<ut_uint64>(file.size()), "byte"));

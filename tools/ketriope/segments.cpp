@@ -26,6 +26,11 @@ public:
         if (!can_be_read(name)) return;
         ut_file.clearerror();
         is_open_ = load(name) != 0;
+        if (!is_open_) return;
+        is_cut_short_ = directory_is_cut();
+        if (is_cut_short_)
+            report_warning("'" + shown_name_ +
+                           "' lacks a part of its directory: what is missing shows as 0.");
     }
     ~indexed_file() override
     {
@@ -35,6 +40,8 @@ public:
     indexed_file& operator=(const indexed_file&) = delete;
 
     bool is_open() const { return is_open_; }
+    /// True where entries are missing, in whole or in part; it was reported.
+    bool is_cut_short() const { return is_cut_short_; }
     const std::string& shown_name() const { return shown_name_; }
 
     void openerror() override { report_unreadable(shown_name_, reason_of(ut_file.geterror())); }
@@ -49,9 +56,32 @@ public:
     }
 
 private:
+    bool directory_is_cut();
+
     std::string shown_name_;
     bool is_open_ = false;
+    bool is_cut_short_ = false;
 };
+
+/// The library takes what lies behind the end of a file for zeros: so this asks whether the directory, as
+/// long as it is by its entries, is all there.
+bool indexed_file::directory_is_cut()
+{
+    constexpr long k_offset_of_directory = 6, k_numbers = 4 * 4;
+    long length = 0;
+    UT_IFILESEGINFO info;
+    while (getnextseginfo(info, 0) != 0)
+        length += static_cast<long>(std::string_view(info.getname()).size()) + 1 + k_numbers;
+    resetseginfo();
+    UT_STREAM* const in = ut_file.open(getfname(), UT_ACCESS_READ, 0);
+    if (in == nullptr) return false;
+    int offset = 0;
+    const bool whole = in->skip(k_offset_of_directory) == k_offset_of_directory &&
+                       in->read(offset) == static_cast<int>(sizeof offset) && in->setfoffset(offset) != 0 &&
+                       in->skip(length) == length;
+    ut_file.close(in);
+    return !whole;
+}
 
 /// Numbers in a column, to the right.
 class column {
@@ -109,7 +139,7 @@ outcome run_segments(const request& asked)
     indexed_file file(asked.operands[0]);
     if (!file.is_open()) return outcome::failed;
     show_directory(file);
-    return outcome::done;
+    return file.is_cut_short() ? outcome::negative : outcome::done;
 }
 
 /// Writes the next `size` bytes of `in` to `out`, and returns how many there were.
@@ -153,14 +183,15 @@ outcome run_extract(const request& asked)
     }
     if (!out.finish()) return outcome::failed;
     print(printable(asked.operands[2]) + ": " + counted(static_cast<ut_uint64>(done), "byte") + '\n');
-    if (done == info.getsize()) return outcome::done;
+    if (done == info.getsize()) return file.is_cut_short() ? outcome::negative : outcome::done;
     report_warning("'" + file.shown_name() + "' ends within " + segment + ": what is there was read.");
     return outcome::negative;
 }
 
 constexpr char k_segments_details[] =
     R"(Lists the segments of an indexed file in the order of its directory, with their
-size in bytes, and the type and the number that the tool gave them.
+size in bytes, and the type and the number that the tool gave them. Where the
+file was cut, the entries that are missing show as 0, which is told.
 )";
 
 constexpr char k_extract_details[] =
