@@ -17,7 +17,8 @@ using peer = boost::dynamic_bitset<>;
 
 constexpr std::int64_t k_long = 10'000;  // bits
 constexpr std::int64_t k_word = 32;
-constexpr std::size_t k_all_bits = 8'192;  // of the short vectors of one pass
+constexpr std::size_t k_near = 256;      // short vectors that stay in the nearest cache
+constexpr std::size_t k_many = 1 << 18;  // and more than any cache of one core holds
 
 template <class Bits>
 Bits random_bits(std::size_t count, std::mt19937& random);
@@ -37,14 +38,13 @@ peer random_bits(std::size_t count, std::mt19937& random)
     return bits;
 }
 
-/// One long vector, or many short ones, as a tool keeps them: side by side.
+/// Vectors as a tool keeps them: side by side.
 template <class Bits>
-std::vector<Bits> vectors(std::size_t bits, std::uint32_t seed)
+std::vector<Bits> vectors(std::size_t count, std::size_t bits, std::uint32_t seed)
 {
     std::mt19937 random(seed);
     std::vector<Bits> all;
-    for (std::size_t i = 0; i < (bits == static_cast<std::size_t>(k_long) ? 1 : k_all_bits / bits); ++i)
-        all.push_back(random_bits<Bits>(bits, random));
+    for (std::size_t i = 0; i < count; ++i) all.push_back(random_bits<Bits>(bits, random));
     return all;
 }
 
@@ -73,13 +73,14 @@ struct equal {
     }
 };
 
-/// All of `a` change in place.
-template <class Work, class Bits>
+/// All of `a` change in place: one long vector, or short ones.
+template <class Work, class Bits, std::size_t Short>
 void in_place(benchmark::State& state)
 {
     const auto bits = static_cast<std::size_t>(state.range(0));
-    std::vector<Bits> a = vectors<Bits>(bits, 1);
-    const std::vector<Bits> b = vectors<Bits>(bits, Work::k_other_seed);
+    const std::size_t count = bits == static_cast<std::size_t>(k_long) ? 1 : Short;
+    std::vector<Bits> a = vectors<Bits>(count, bits, 1);
+    const std::vector<Bits> b = vectors<Bits>(count, bits, Work::k_other_seed);
     for (auto _ : state) {
         for (std::size_t i = 0; i < a.size(); ++i) Work::run(a[i], b[i]);
         benchmark::ClobberMemory();
@@ -92,8 +93,8 @@ template <class Work, class Bits>
 void in_copy(benchmark::State& state)
 {
     const auto bits = static_cast<std::size_t>(state.range(0));
-    const std::vector<Bits> a = vectors<Bits>(bits, 1);
-    const std::vector<Bits> b = vectors<Bits>(bits, Work::k_other_seed);
+    const std::vector<Bits> a = vectors<Bits>(k_near, bits, 1);
+    const std::vector<Bits> b = vectors<Bits>(k_near, bits, Work::k_other_seed);
     for (auto _ : state) {
         for (std::size_t i = 0; i < a.size(); ++i) {
             Bits made(a[i]);
@@ -112,8 +113,10 @@ void both(const std::string& name)
         for (const std::int64_t bits : sizes) added->Arg(bits);
         added->MinTime(0.1);
     };
-    add(name + "/UT_BITVEC", in_place<Work, UT_BITVEC>, {k_long, k_word});
-    add(name + "/boost::dynamic_bitset", in_place<Work, peer>, {k_long, k_word});
+    add(name + "/UT_BITVEC", in_place<Work, UT_BITVEC, k_near>, {k_long, k_word});
+    add(name + "/boost::dynamic_bitset", in_place<Work, peer, k_near>, {k_long, k_word});
+    add(name + "_many/UT_BITVEC", in_place<Work, UT_BITVEC, k_many>, {k_word});
+    add(name + "_many/boost::dynamic_bitset", in_place<Work, peer, k_many>, {k_word});
     add(name + "_copy/UT_BITVEC", in_copy<Work, UT_BITVEC>, {k_word});
     add(name + "_copy/boost::dynamic_bitset", in_copy<Work, peer>, {k_word});
 }

@@ -118,7 +118,9 @@ def machine(build):
         "flags": " ".join(f"-std=c++20 -fPIC {flags}".split()),
         "libraries": f"glibc {package('libc6')}, libstdc++ {package('libstdc++6')}, "
                      f"benchmark {package('libbenchmark-dev')}, RE2 {package('libre2-dev')}, "
-                     f"spdlog {package('libspdlog-dev')}, fmt {package('libfmt-dev')}",
+                     f"spdlog {package('libspdlog-dev')}, fmt {package('libfmt-dev')}, "
+                     f"Boost {package('libboost-dev')}, zlib {package('zlib1g-dev')}, "
+                     f"bzip2 {package('libbz2-dev')}, libzip {package('libzip-dev')}",
         "commit": first_line("git", "rev-parse", "--short", "HEAD"),
     }
 
