@@ -312,6 +312,7 @@ def check(writer, folder):
     assert segments(folder / "indexed") == [
         (f"segment {i}", i, 1000 * i - 3, made_content(i * i * 10)) for i in range(40)]
     assert segments(folder / "indexed.empty") == []
+    assert segments(folder / "indexed.many") == [(str(i), i, -i, b"") for i in range(65600)]
     nodes = 500
     assert graph(folder / "graph") == {
         i: ((i + 1) % nodes, (i * 7) % nodes if i % 3 else None) for i in range(nodes)}

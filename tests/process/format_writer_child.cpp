@@ -71,6 +71,15 @@ bool write_indexed(const std::string& name, int count)
     return file.unload() != 0;
 }
 
+/// More segments than the header's field counts.
+bool write_many(const std::string& name)
+{
+    UT_IFILE file;
+    if (file.create(name.c_str()) == 0) return false;
+    for (int i = 0; i < 65'600; ++i) file.newfdir(std::to_string(i).c_str(), i, -i);
+    return file.unload() != 0;
+}
+
 struct node {
     int number = 0;
     node* one = nullptr;
@@ -104,7 +113,8 @@ int main(int argc, char** argv)
     if (argc != 2) return 2;
     const std::string folder = argv[1];
     const bool done = write_forms(folder) && write_indexed(folder + "/indexed", 40) &&
-                      write_indexed(folder + "/indexed.empty", 0) && write_graph(folder + "/graph");
+                      write_indexed(folder + "/indexed.empty", 0) && write_many(folder + "/indexed.many") &&
+                      write_graph(folder + "/graph");
     if (!done) std::fprintf(stderr, "not all files could be written to %s\n", argv[1]);
     return done ? 0 : 1;
 }
