@@ -40,10 +40,16 @@ bool read_netlist(const char* name, instances& found)
     return true;
 }
 
+/// A name that cannot be written is a mistake of the person, not one of the program.
+class index_file : public UT_IFILE {
+public:
+    void openerror() override { ut_userfatal(zeoform("I cannot write the file '%s'.", getfname()), 2); }
+};
+
 /// Each segment holds the names of one cell's instances as texts, and their number beside its name.
 bool write_index(const char* name, instances& sorted)
 {
-    UT_IFILE file;
+    index_file file;
     if (!file.create(name)) return false;
     for (long i = 0; i < sorted.size();) {
         const char* const cell = sorted[i].cell;
@@ -53,7 +59,7 @@ bool write_index(const char* name, instances& sorted)
         for (; i < end; ++i) out->writestring(sorted[i].name);
         file.enddataseg();
     }
-    return file.unload() != 0;
+    return file.unload() != 0 && ut_file.geterror() == 0;
 }
 
 }  // namespace
@@ -67,6 +73,9 @@ int main(int argc, char** argv)
         return 2;
     }
     found.sort<by_cell_and_name>();
-    if (!write_index(argv[2], found)) return 2;
+    if (!write_index(argv[2], found)) {
+        ut_error(zeoform("The file '%s' could not be written to its end.", argv[2]));
+        return 2;
+    }
     ut_status(zeoform("%d instances", static_cast<int>(found.size())));
 }

@@ -138,7 +138,7 @@ public:
     ///
     /// A file that is still held is let go without a directory, as message 1411 says. Its entries stay, and
     /// go into the new file's directory.
-    /// Errors: `openerror` and false; the name is held even so.
+    /// Errors: `openerror` and false; the name is held even so, and `unload` tries to open the file again.
     unsigned char create(const char* name);
     /// Opens the file `name` and reads its directory.
     ///
