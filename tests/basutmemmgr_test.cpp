@@ -3,11 +3,14 @@
 #include "basutmemmgr.h"
 
 #include <climits>
+#include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include "allocation_faults.h"
 #include "child_process.h"
@@ -69,6 +72,21 @@ private:
     unsigned char abort_;
     int value_;
 };
+
+/// What a manager holds, as those who look at its fields know them.
+struct stated_manager {
+    ketriope::memory_recovery* recovery;
+    void* first_reserve;
+    void* second_reserve;
+};
+static_assert(sizeof(stated_manager) == sizeof(UT_MEMMGR));
+
+stated_manager fields_of(const UT_MEMMGR& manager)
+{
+    stated_manager fields{};
+    std::memcpy(&fields, &manager, sizeof fields);
+    return fields;
+}
 
 class UtMemmgr : public testing::Test {
 protected:
@@ -226,25 +244,79 @@ TEST_F(UtMemmgr, WithoutMessagesTheLegacyManagerReports)
     EXPECT_EQ(database.finished, "ERROR - Out of memory error.");
 }
 
-TEST_F(UtMemmgr, FieldsStandInTheirOrder)
+/// A manager beside the one of the process, whose reserves go with it.
+class other_manager : public UT_MEMMGR {
+public:
+    other_manager() = default;
+    ~other_manager()
+    {
+        std::free(fields_of(*this).first_reserve);
+        std::free(fields_of(*this).second_reserve);
+    }
+    other_manager(const other_manager&) = delete;
+    other_manager& operator=(const other_manager&) = delete;
+};
+
+TEST_F(UtMemmgr, BeginsWithTwoReservesOf1536BytesAndNoRecoveryObject)
 {
-    EXPECT_EQ(static_cast<const void*>(&ut_memmgr.recovery), static_cast<const void*>(&ut_memmgr));
-    EXPECT_EQ(sizeof(UT_MEMMGR), 3 * sizeof(void*));
+    const other_manager manager;
+    const stated_manager fields = fields_of(manager);
+    EXPECT_EQ(fields.recovery, nullptr);
+    EXPECT_NE(fields.first_reserve, fields.second_reserve);
+    for (void* const reserve : {fields.first_reserve, fields.second_reserve}) {
+        ASSERT_NE(reserve, nullptr);
+        EXPECT_GE(::malloc_usable_size(reserve), 1536U);
+        EXPECT_LT(::malloc_usable_size(reserve), 1536U + 16U);  // a heap deals in pieces of so much
+    }
+}
+
+TEST_F(UtMemmgr, TheSecondReserveIsFreeWhileTheRecoveryObjectWorks)
+{
+    other_manager manager;
+    spare memory;
+    stated_manager meanwhile{};
+    memory.answer = [&] { return (meanwhile = fields_of(manager), 1); };
+    manager.recovery = &memory;
+    EXPECT_EQ(fields_of(manager).recovery, &memory);
+    EXPECT_EQ(manager.recovermem(), 1);
+    EXPECT_NE(meanwhile.first_reserve, nullptr);
+    EXPECT_EQ(meanwhile.second_reserve, nullptr);
+    EXPECT_NE(fields_of(manager).first_reserve, nullptr);
+    EXPECT_NE(fields_of(manager).second_reserve, nullptr);
+}
+
+TEST_F(UtMemmgr, AReportIsPaidForByTheFirstReserve)
+{
+    other_manager manager;
+    EXPECT_EQ(capture_.exit_value_of([&] { manager.recovermem(); }), -1);
+    EXPECT_EQ(fields_of(manager).first_reserve, nullptr);
+    EXPECT_NE(fields_of(manager).second_reserve, nullptr);
 }
 
 TEST_F(UtMemmgr, AManagerWithoutReservesReportsAndInstallsItsHandlerEvenSo)
 {
+    const scoped_environment returns("QVS_MSG_ABORT_RETURN", "");
     for (const long failing : {0, 1}) {  // of the two reserves; the other one is released
         std::set_new_handler(nullptr);
         capture_.clear();
-        const int end = capture_.exit_value_of([&] {
-            const allocation_faults faults(failing, 1);
-            const UT_MEMMGR manager;
-        });
-        EXPECT_EQ(end, -1);
+        {
+            allocation_faults faults(failing, 1);
+            const other_manager manager;
+            EXPECT_EQ(fields_of(manager).first_reserve, nullptr);
+            EXPECT_EQ(fields_of(manager).second_reserve, nullptr);
+        }
         EXPECT_EQ(capture_.posts(), std::vector<post>{k_posted});
         EXPECT_EQ(std::get_new_handler(), ut_new_handler);
     }
+}
+
+TEST_F(UtMemmgr, AManagerWithoutReservesEndsTheProcess)
+{
+    EXPECT_EQ(capture_.exit_value_of([&] {
+        const allocation_faults faults(0, 1);
+        const UT_MEMMGR manager;
+    }),
+              -1);
 }
 
 // ---- as a parent sees it
