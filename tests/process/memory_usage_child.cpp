@@ -4,13 +4,28 @@
 #include <string>
 
 #include "basutmemusage.h"
+#include "basutstream.h"
 #include "msgman.h"
+
+namespace {
+
+/// Reports on a stream of the library that leads to standard output.
+void report_on_stream()
+{
+    constexpr int k_standard_output = 1;
+    UT_STREAM out(k_standard_output, UT_ACCESS_WRITE, 4096, nullptr);
+    UT_MEM_USAGE::reportCurrentUsage(out, "stream", "");
+    out.flush();
+}
+
+}  // namespace
 
 int main(int argc, char** argv)
 {
     const std::string scenario = argc > 1 ? argv[1] : "";
     const auto report = [] {
         UT_MEM_USAGE::reportCurrentUsage(*ut_msgman, "legacy", "");
+        report_on_stream();
         UT_MEM_USAGE::reportCurrentUsage(std::cout, "standard", "");
     };
     if (scenario == "report") report();
