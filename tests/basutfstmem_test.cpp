@@ -45,9 +45,10 @@ TEST(UtFastmem, FieldsStandInTheirOrder)
     EXPECT_TRUE(std::ranges::is_sorted(fields));
     EXPECT_EQ(fields.front(), &pool);
     EXPECT_EQ(sizeof(UT_FASTMEM), sizeof(void*) + 4 * sizeof(std::int32_t));
-    EXPECT_LT(offsetof(UT_FM_BLOCK_HEAD, next), offsetof(UT_FM_BLOCK_HEAD, free));
-    EXPECT_LT(offsetof(UT_FM_BLOCK_HEAD, free), offsetof(UT_FM_BLOCK_HEAD, data));
-    EXPECT_LT(offsetof(UT_FM_BLOCK_HEAD, data), offsetof(UT_FM_BLOCK_HEAD, used));
+    EXPECT_EQ(offsetof(UT_FM_BLOCK_HEAD, next), 0U);
+    EXPECT_EQ(offsetof(UT_FM_BLOCK_HEAD, free), sizeof(void*));
+    EXPECT_EQ(offsetof(UT_FM_BLOCK_HEAD, data), 2 * sizeof(void*));
+    EXPECT_EQ(offsetof(UT_FM_BLOCK_HEAD, used), 3 * sizeof(void*));
 }
 
 TEST(UtFastmem, ElementSizesAreRoundedUpToMultiplesOf4)

@@ -1,6 +1,8 @@
 // tests/basutsmallmem_test.cpp
 #include "basutsmallmem.h"
 
+#include <cstring>
+#include <memory>
 #include <random>
 #include <set>
 
@@ -47,14 +49,39 @@ std::string refusal_of(Work work)
     return text;
 }
 
-TEST(UtSmallmem, FieldsStandInTheirOrder)
+/// The fields as those who look at them know them.
+struct stated_pool {
+    std::uint16_t element_size, per_bucket, next;
+    std::uint32_t table_capacity, bucket_count;
+    void*** buckets;
+    std::uint16_t released;
+    std::uint32_t chunk_count;
+    void** release_bucket;
+    void** chunks;
+};
+
+TEST(UtSmallmem, FieldsStandWhereTheyAreLookedFor)
 {
     const UT_SM_INT_SMALLMEM pool(16, k_tracked);
+    const std::vector<std::size_t> offsets = {
+        offsetof(stated_pool, element_size),   offsetof(stated_pool, per_bucket),
+        offsetof(stated_pool, next),           offsetof(stated_pool, table_capacity),
+        offsetof(stated_pool, bucket_count),   offsetof(stated_pool, buckets),
+        offsetof(stated_pool, released),       offsetof(stated_pool, chunk_count),
+        offsetof(stated_pool, release_bucket), offsetof(stated_pool, chunks)};
+    std::vector<std::size_t> found;
+    for (const void* const field : access::fields(pool))
+        found.push_back(static_cast<std::size_t>(distance(&pool, field)));
+    EXPECT_EQ(found, offsets);
+    EXPECT_EQ(sizeof pool, sizeof(stated_pool));
+}
+
+TEST(UtSmallmem, FieldsOfTheFacesStandInTheirOrder)
+{
     const UT_SM_SMALLMEM face(16, 0);
-    EXPECT_TRUE(std::ranges::is_sorted(access::fields(pool)));
-    EXPECT_EQ(access::fields(pool).front(), &pool);
-    EXPECT_TRUE(std::ranges::is_sorted(access::fields(face)));
-    EXPECT_EQ(access::fields(face).front(), &face);
+    EXPECT_EQ(access::fields(face),
+              (std::vector<const void*>{&face, reinterpret_cast<void* const*>(&face) + 1}));
+    EXPECT_EQ(sizeof face, 2 * sizeof(void*));
     EXPECT_EQ(sizeof(UT_SM_MNGR), 36 * sizeof(void*));
 }
 
@@ -177,6 +204,18 @@ TEST(UtSmallmem, NullIsIgnored)
     EXPECT_EQ(access::shape(pool).released, 0U);
 }
 
+TEST(UtSmallmem, AnElementOfAnotherPoolIsHandedOutAsOneOfItsOwn)
+{
+    UT_SM_INT_SMALLMEM larger(24, k_tracked);
+    UT_SM_INT_SMALLMEM smaller(16, k_tracked);
+    void* const element = larger.getmem();
+    const shape before = access::shape(larger);
+    smaller.relmem(element);
+    EXPECT_EQ(smaller.getmem(), element);
+    std::memset(element, 'x', 16);
+    EXPECT_EQ(access::shape(larger), before);
+}
+
 TEST(UtSmallmem, ChunksThatAreNotTrackedOutliveThePool)
 {
     std::vector<void*> taken;
@@ -222,6 +261,16 @@ TEST(UtSmallmem, AFaceForwardsToItsPool)
     face.relmem(element);
     EXPECT_EQ(access::shape(*access::pool_of(face)).released, 1U);
     EXPECT_EQ(face.getmem(), element);
+}
+
+TEST(UtSmallmem, OnlyAPoolOfOnesOwnKeepsARecordOfItsChunks)
+{
+    const UT_SM_SMALLMEM shared(100, 0);
+    const UT_SM_SMALLMEM own(100, 1);
+    EXPECT_FALSE(access::tracks(*access::pool_of(shared)));
+    EXPECT_TRUE(access::tracks(*access::pool_of(own)));
+    const UT_SM_INT_SMALLMEM any_flag(100, 2);
+    EXPECT_TRUE(access::tracks(any_flag));
 }
 
 TEST(UtSmallmem, SizesOfAClassShareAPool)
@@ -339,6 +388,23 @@ TEST(UtSmallmem, AFailedConstructionLeavesNothingBehind)
         }
     }
     EXPECT_EQ(failures - 1, 6);  // the pool, table, two buckets, list of chunks, and a chunk
+}
+
+TEST(UtSmallmem, AFailedSharedPoolIsMadeTheNextTime)
+{
+    UT_SM_MNGR manager;
+    const auto make = [&](int failing) {
+        const allocation_faults faults(failing, 1);
+        try {
+            manager.getmemhandler(128);
+        } catch (const std::bad_alloc&) {
+        }
+    };
+    int failures = 0;
+    for (make(0); access::table(manager)[32] == nullptr; make(failures)) ++failures;
+    EXPECT_EQ(failures, 5);  // the pool, table, two buckets, and a chunk
+    const std::unique_ptr<UT_SM_INT_SMALLMEM> pool(access::table(manager)[32]);
+    ::operator delete(pool->getmem());  // a shared pool keeps no record of its chunks
 }
 
 // ---- many operations, against the model

@@ -46,6 +46,7 @@ struct ketriope::pool_access {
     static int global_debug() { return UT_FASTMEM::global_debug; }
     static std::uint16_t element_size(const UT_SM_INT_SMALLMEM& pool) { return pool.element_size_; }
     static std::uint16_t per_bucket(const UT_SM_INT_SMALLMEM& pool) { return pool.per_bucket_; }
+    static bool tracks(const UT_SM_INT_SMALLMEM& pool) { return pool.chunks_ != nullptr; }
     static UT_SM_INT_SMALLMEM* pool_of(const UT_SM_SMALLMEM& face) { return face.pool_; }
     static UT_SM_INT_SMALLMEM* const* table(const UT_SM_MNGR& manager) { return manager.pools_; }
     static void fault() { UT_FASTMEM::abort(); }

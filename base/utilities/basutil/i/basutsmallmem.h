@@ -49,6 +49,8 @@ public:
     ///
     /// One that fills the release bucket makes it the last bucket of the table in the same call. So `getmem`
     /// returns the element of the latest `relmem`, but behind such a one.
+    /// Nothing tells where an element comes from: one of another pool is handed out by this pool from now
+    /// on. It must be as large as the elements here, and live as long.
     void relmem(void* element)
     {
         if (element == nullptr) return;
