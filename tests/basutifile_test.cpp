@@ -344,7 +344,8 @@ TEST_F(UtIfile, ASegmentThatIsNotEndedHasSizeNothingAndIsWrittenOver)
     write_text(*file.putdataseg("a", 3, 3), "lost, too");
     put(file, "c", "kept", 4, 4);
     file.unload();
-    const auto written = indexed_model::file::read(file_bytes(path_));
+    const std::string bytes = file_bytes(path_);
+    const auto written = indexed_model::file::read(bytes);
     EXPECT_EQ(written->entries,
               (std::vector<entry>{{"a", 133, 0, 3, 3}, {"b", 133, 0, 2, 2}, {"c", 133, 4, 4, 4}}));
     EXPECT_EQ(written->content(written->entries[2]), "kept");

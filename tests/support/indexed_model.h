@@ -22,7 +22,7 @@ struct entry {
 /// What a file says, be it whole or damaged. What lies behind its end reads as 0 and "".
 class file {
 public:
-    /// Nothing for a file of another version.
+    /// Nothing for a file of another version. Lifetime: `content` looks at the bytes again.
     static std::optional<file> read(std::string_view bytes)
     {
         file found(bytes);
