@@ -211,6 +211,30 @@ TEST(UtHash, FlushOfAnOwnerReleasesTheDataAndKeepsTheCount)
     EXPECT_EQ(table.find(&items[0]), &items[0]);
 }
 
+TEST(UtHash, AFlushThatThrowsKeepsTheBucketItWasAt)
+{
+    class refusing_table : public plain_table {
+    public:
+        using plain_table::plain_table;
+        void del_func(void* data) override
+        {
+            if (static_cast<item*>(data)->number == 5) throw 5;
+            plain_table::del_func(data);
+        }
+    };
+    refusing_table table(4, 1);
+    std::array<item, 4> items{{{4}, {5}, {1}, {2}}};
+    {
+        const leaks_allowed entries;
+        for (item& data : items) table.add(&data, nullptr);
+    }
+    EXPECT_THROW(table.flush(), int);
+    EXPECT_THAT(table.released, ElementsAre(&items[0], &items[2]));
+    EXPECT_EQ(table.find(&items[0]), nullptr);
+    for (std::size_t i = 1; i < items.size(); ++i) EXPECT_EQ(table.find(&items[i]), &items[i]);
+    EXPECT_EQ(table.get_count(), 4U);
+}
+
 TEST(UtHash, EmptyIsFlush)
 {
     plain_table table(4, 1);

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -233,6 +234,20 @@ TEST(UtGenerator, BeginsAnewWithAnotherCollection)
     generator.initGen(five);
     EXPECT_EQ(counted_gen::living, 1);
     EXPECT_EQ(generator.next(), element(5));
+}
+
+TEST(UtGenerator, IsEmptyAfterACollectionThatCouldGiveNone)
+{
+    class refusing : public bare {
+    public:
+        utColGen* newGen() override { throw std::bad_alloc(); }
+    };
+    counted_collection three(3);
+    refusing other;
+    utGenerator generator(three);
+    EXPECT_THROW(generator.initGen(other), std::bad_alloc);
+    EXPECT_EQ(counted_gen::living, 0);
+    EXPECT_EQ(generator.next(), nullptr);
 }
 
 TEST(UtGenerator, ACopySharesTheGenerator)
