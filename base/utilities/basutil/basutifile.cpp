@@ -31,7 +31,7 @@ constexpr int k_header_bytes = 128;
 constexpr int k_most_counted = 65'536;  ///< by the field of the header, and one more
 constexpr int k_most_segments = 131'069;
 constexpr int k_longest_name = 256;  ///< that a reader takes, with its NUL
-constexpr long k_near = 4096;        ///< bytes ahead that are read rather than sought
+constexpr ut_int64 k_near = 4096;    ///< bytes ahead that are read rather than sought
 
 constexpr int k_to_read = 1;
 constexpr int k_to_write = 2;
@@ -383,10 +383,11 @@ UT_STREAM* UT_IFILE::getdataseg(const char* name, long type, UT_IFILESEGINFO* in
 void UT_IFILE::go_to(ut_long offset)
 {
     const bool compressed = stream_->is_access_compressed() != 0;
-    const long ahead = offset - stream_->getfoffset();
+    const ut_int64 ahead = ut_int64{offset} - stream_->getfoffset();
     const bool read_on = mode_ == k_to_read && ahead >= 0 && (ahead <= k_near || compressed);
     const bool write_on = mode_ == k_to_write && ahead == 0 && !compressed;
-    if ((read_on || write_on) && stream_->geteof() == 0 && stream_->skip(ahead) == ahead) return;
+    if ((read_on || write_on) && stream_->geteof() == 0 && stream_->skip(static_cast<long>(ahead)) == ahead)
+        return;
     if (stream_->setfoffset(offset) == 0) stream_->seekend();
 }
 
