@@ -67,7 +67,7 @@ private:
 /// long as it is by its entries, is all there.
 bool indexed_file::directory_is_cut()
 {
-    constexpr long k_offset_of_directory = 6, k_numbers = 4 * 4;
+    constexpr long k_offset_of_directory = 6, k_numbers = 16;
     long length = 0;
     UT_IFILESEGINFO info;
     while (getnextseginfo(info, 0) != 0)
