@@ -235,6 +235,12 @@ TEST(UtBarray, MoreElementsThanACountHoldsAreNotAskedFor)
     for (const long index : {long{INT_MAX}, 1L << 40, LONG_MAX})
         expect_broken("basutbarray", "Memory allocation failed.", [&] { (void)made.array.getaddr(index); });
     EXPECT_EQ(made.counters(), pair(0, 4));
+    int_blocks single(1);  // as many blocks as elements
+    single.append(7);
+    for (const long index : {long{INT_MAX}, LONG_MAX})
+        expect_broken("basutbarray", "Memory allocation failed.", [&] { (void)single.array.getaddr(index); });
+    expect_broken("basutbarray", "Memory allocation failed.", [&] { single.array.a_resetnum(LONG_MAX); });
+    EXPECT_EQ(single.contents(), numbers{7});
 }
 
 TEST(UtBarray, ACountStoredFromOutsideLeadsNowhere)
@@ -302,6 +308,7 @@ TEST(UtBarray, SortsAndInsertsAcrossItsBlocks)
     EXPECT_EQ(made.array.a_sortadd(made.array.getaddr(0), by_value), 0);
     EXPECT_EQ(made.contents(), (numbers{1, 1, 2, 3, 4, 5, 9}));
     expect_broken("basutbarray", "Bad expand index.", [&] { made.array.a_sort(by_value, -1, 2); });
+    expect_broken("basutbarray", "Bad expand index.", [&] { made.array.qsort(-1, 2, by_value); });
     made.array.a_sort(by_value, 6, 8);
     EXPECT_EQ(made.array.getnumelements(), 9);
 }
@@ -332,6 +339,19 @@ TEST(UtBarray, TurnsAddressesIntoIndexes)
     EXPECT_EQ(made.array.intgetindex(last), -1);  // no element of that block is counted any more
     made.array.a_resetnum(0);
     EXPECT_EQ(made.array.intgetindex(made.table[0]), -1);
+}
+
+TEST(UtBarray, TurnsAddressesOfOddElementsIntoIndexes)
+{
+    char** table = nullptr;
+    UT_BARRAY array(reinterpret_cast<void***>(&table), 3, 2, 0);
+    const void* const place = array.getaddr(3);
+    EXPECT_EQ(place, table[1] + 3);
+    for (long i = 0; i < 4; ++i)
+        for (const int byte : {0, 1, 2}) EXPECT_EQ(array.intgetindex(table[i / 2] + i % 2 * 3 + byte), i);
+    array.a_resetnum(2);
+    EXPECT_EQ(array.intgetindex(table[0] + 6), -1);  // just behind the block
+    EXPECT_EQ(array.intgetindex(table[0] - 1), -1);
 }
 
 // ---- the pointers of a name store

@@ -54,7 +54,7 @@ void* UT_BARRAY::getaddr(long index)
         return nullptr;
     }
     const std::int64_t capacity = std::int64_t{num_blocks_} * elements_per_block_;
-    if (index >= capacity && !add_blocks(index / elements_per_block_ + 1)) {
+    if (index >= capacity && (index >= k_most || !add_blocks(index / elements_per_block_ + 1))) {
         ketriope::contract_failed(k_site, "Memory allocation failed.");
         return nullptr;
     }
