@@ -84,7 +84,7 @@ void* UT_DARRAY::getaddr(long index)
     if (index < 0 || index >= elements_allocated_) [[unlikely]]
         return expand_to(index);
     if (index >= num_elements_) num_elements_ = static_cast<std::int32_t>(index + 1);
-    return block() + index * element_size_;
+    return block() + bytes_of(index);
 }
 
 void* UT_DARRAY::expand_to(long index)
@@ -98,7 +98,7 @@ void* UT_DARRAY::expand_to(long index)
         return nullptr;
     }
     num_elements_ = std::max(num_elements_, static_cast<std::int32_t>(index + 1));
-    return block() + index * element_size_;
+    return block() + bytes_of(index);
 }
 
 /// Makes the block one that holds element `index`, which it does not yet: the wanted size or, where that is
@@ -127,7 +127,7 @@ bool UT_DARRAY::reallocate(std::int64_t capacity)
 
 void UT_DARRAY::clear_elements(std::int64_t first, std::int64_t end)
 {
-    if (first < end) clearmem(block() + first * element_size_, bytes_of(end - first));
+    if (first < end) clearmem(block() + bytes_of(first), bytes_of(end - first));
 }
 
 void UT_DARRAY::a_resetnum(long n)
@@ -156,7 +156,7 @@ void UT_DARRAY::a_shift(long index, int direction)
     const bool opens = direction > 0;
     if (index < (opens ? 0 : 1) || index > count || !complete()) return;
     if (opens && getaddr(count) == nullptr) return;
-    std::byte* const from = block() + index * element_size_;
+    std::byte* const from = block() + bytes_of(index);
     std::memmove(opens ? from + element_size_ : from - element_size_, from, bytes_of(count - index));
     if (!opens) a_resetnum(count - 1);
 }
