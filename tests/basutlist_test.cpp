@@ -324,13 +324,39 @@ TEST_F(UtList, FreelistHasEmptiedTheListBeforeItHandsOver)
 {
     struct curious final : UT_LIST {
         ~curious() override = default;
-        void freedata(void*) override { counts.push_back(count()); }
+        void freedata(void*) override
+        {
+            counts.push_back(count());
+            cursor_is_sound &= peeknext() == nullptr;
+        }
         std::vector<int> counts;
+        bool cursor_is_sound = true;
     } own;
-    own.append(a);
-    own.append(b);
+    for (int* each : {a, b, c}) own.append(each);
+    own.getnext();
     own.freelist();
-    EXPECT_EQ(own.counts, (std::vector{0, 0}));
+    EXPECT_EQ(own.counts, (std::vector{0, 0, 0}));
+    EXPECT_TRUE(own.cursor_is_sound);
+}
+
+TEST_F(UtList, FreelistKeepsWhatItHasNotHandedOverWhenFreedataThrows)
+{
+    struct failing final : UT_LIST {
+        ~failing() override = default;
+        void freedata(void* data) override
+        {
+            if (data == bad) throw std::runtime_error("freedata");
+        }
+        void* bad = nullptr;
+    } own;
+    for (int* each : {a, b, c, d}) own.append(each);
+    own.bad = b;
+    EXPECT_THROW(own.freelist(), std::runtime_error);
+    EXPECT_EQ(own.peeknext(), c);
+    own.append(e);
+    EXPECT_EQ(elements(own), (pointers{c, d, e}));
+    own.freelist();
+    EXPECT_EQ(own.count(), 0);
 }
 
 TEST_F(UtList, TheBaseDestructorReachesNoDerivedFreedata)

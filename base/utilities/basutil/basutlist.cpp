@@ -4,22 +4,22 @@
 #include <cstdint>
 #include <cstdio>
 
-/// The nodes that `sort` has yet to place. Whatever happens, they end up in the list.
-class UT_LIST::unsorted {
+/// The nodes that the list has given away to be worked on. Whatever happens, those left end up in it again.
+class UT_LIST::detached {
 public:
-    explicit unsorted(UT_LIST& list) : list_(list), first_(list.head_->next_)
+    explicit detached(UT_LIST& list) : list_(list), first_(list.head_->next_)
     {
         list_.head_->next_ = nullptr;
         list_.tail_ = list_.current_ = list_.head_;
     }
-    ~unsorted()
+    ~detached()
     {
         list_.tail_->next_ = first_;
         while (list_.tail_->next_ != nullptr) list_.tail_ = list_.tail_->next_;
         list_.current_ = list_.head_;
     }
-    unsorted(const unsorted&) = delete;
-    unsorted& operator=(const unsorted&) = delete;
+    detached(const detached&) = delete;
+    detached& operator=(const detached&) = delete;
 
     void* data() const { return first_ != nullptr ? first_->data_ : nullptr; }
     UT_LISTMEM* take()
@@ -135,15 +135,10 @@ unsigned char UT_LIST::remove(unsigned char free_it)
 
 void UT_LIST::freelist()
 {
-    UT_LISTMEM* node = head_->next_;
-    head_->next_ = nullptr;
-    tail_ = current_ = head_;
-    while (node != nullptr) {
-        UT_LISTMEM* const next = node->next_;
-        void* const data = node->data_;
-        delete node;
-        if (data != nullptr) freedata(data);
-        node = next;
+    detached rest(*this);
+    while (void* const data = rest.data()) {
+        delete rest.take();
+        freedata(data);
     }
 }
 
@@ -168,7 +163,7 @@ int UT_LIST::count() const
 
 void UT_LIST::sort()
 {
-    unsorted rest(*this);
+    detached rest(*this);
     while (void* const data = rest.data()) {
         UT_LISTMEM* const place = place_of(data);
         link(place, rest.take());

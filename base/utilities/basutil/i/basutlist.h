@@ -85,7 +85,9 @@ public:
     /// The same for the data under the cursor, which may stand in an earlier node as well: that one goes
     /// then.
     unsigned char remove(unsigned char free_it);
-    /// Takes out everything, and hands it to `freedata`.
+    /// Takes out everything, hands it to `freedata`, and puts the cursor before the first.
+    ///
+    /// Errors: what `freedata` throws comes out, and the elements that it has not got yet stay in the list.
     void freelist();
 
     // ---- the cursor
@@ -126,7 +128,7 @@ protected:
     UT_LIST();
 
 private:
-    class unsorted;
+    class detached;
 
     void addnext(UT_LISTMEM* after, void* data) { link(after, new UT_LISTMEM(data)); }
     void delnext(UT_LISTMEM* before, unsigned char free_it);
