@@ -137,6 +137,18 @@ TEST(UtBaseArray, HoldsItsFieldsInTheirOrder)
     EXPECT_THAT(deque_array().offsets(), ElementsAre(first, first + 4, first + 8, first + 12, first + 16));
 }
 
+TEST(UtBaseArray, AssignmentCopiesItsFields)
+{
+    deque_array array(3);
+    deque_array assigned(5);
+    array.resetelemsallocated(17);
+    array.resetnumelements(9);
+    static_cast<UT_BASE_ARRAY&>(assigned) = array;
+    EXPECT_EQ(assigned.getelemsallocated(), 17);
+    EXPECT_EQ(assigned.getnumelements(), 9);
+    EXPECT_EQ(assigned.element_size(), 3);
+}
+
 TEST(UtBaseArray, AnElementSizeBelowOneCountsAsOne)
 {
     EXPECT_EQ(deque_array(0).element_size(), 1);
@@ -555,6 +567,23 @@ TEST(UtBaseArray, EachSearchOfASortedInsertionInserts)
     const int key = 1;
     EXPECT_EQ(array.a_sortadd(&key, by_tens), 0);
     EXPECT_EQ(contents(array), (numbers{1, 1}));
+}
+
+TEST(UtBaseArray, ASortedInsertionIsNoBusinessOfOtherThreads)
+{
+    static const int key = 1;
+    struct interrupted : deque_array {
+        long a_bsearch(const void* wanted, compare_function cmp) override
+        {
+            std::thread([&] { found = other.a_bsearch(&key, by_tens); }).join();
+            return deque_array::a_bsearch(wanted, cmp);
+        }
+        deque_array other;
+        long found = 7;
+    } array;
+    EXPECT_EQ(array.a_sortadd(&key, by_tens), 0);
+    EXPECT_EQ(array.found, -1);
+    EXPECT_EQ(array.other.getnumelements(), 0);
 }
 
 TEST(UtBaseArray, ThreadsInsertIntoTheirOwnArraysAtOnce)

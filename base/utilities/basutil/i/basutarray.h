@@ -9,7 +9,9 @@
 /// destroyed, and once one of them has grown or shrunk the other one's counters are out of date.
 /// Threads: no locks; an array belongs to one thread at a time. Sorted insertions into different arrays may
 /// run at once.
-/// Errors: all of them break the contract, with exit value 19.
+/// Errors: all of them break the contract, with exit value 19. What makes an array longer may report as
+/// `getaddr` does, and leaves it as it was then; so does a sorted insertion without memory for the copy of
+/// its key.
 #pragma once
 #include "uttypes.h"
 #include <cstddef>
@@ -74,6 +76,9 @@ public:
 
     virtual ~UT_BASE_ARRAY();
 
+    UT_BASE_ARRAY(const UT_BASE_ARRAY&) = default;  // shallow on purpose, as is assignment: see above
+    UT_BASE_ARRAY& operator=(const UT_BASE_ARRAY&) = default;
+
     long getnumelements() const { return num_elements_; }
     /// The capacity, in elements.
     long getelemsallocated() const { return elements_allocated_; }
@@ -91,8 +96,6 @@ public:
 protected:
     /// An `element_size` below 1 counts as 1.
     UT_BASE_ARRAY(int element_size, int allocation_size, unsigned char zeromem);
-    UT_BASE_ARRAY(const UT_BASE_ARRAY&) = default;  // shallow on purpose, as is assignment: see above
-    UT_BASE_ARRAY& operator=(const UT_BASE_ARRAY&) = default;
 
     /// True if there is an element `index`; reports "Element out of range. Use expand." otherwise.
     bool testaddr(long index) const;
