@@ -315,6 +315,10 @@ TEST(UtDarray, MoreElementsThanACountHoldsAreNotAskedFor)
         expect_broken("basutdarray", "Memory allocation failed.", [&] { made.array.a_resetnum(index); });
     }
     EXPECT_EQ(made.counters(), pair(1, 4));
+    void* variable = nullptr;
+    UT_DARRAY bytes(&variable, 1, 4, 0);  // the index fits, the step above it does not
+    expect_broken("basutdarray", "Memory allocation failed.", [&] { (void)bytes.getaddr(INT_MAX - 1L); });
+    EXPECT_EQ(bytes.getelemsallocated(), 4);
 }
 
 // ---- a_resetnum and resizebuffer
@@ -537,6 +541,20 @@ TEST(UtDarray, OpensAndClosesGapsInOneMove)
     EXPECT_EQ(made.contents(), (numbers{1, 2, 2, 3}));
 }
 
+TEST(UtDarray, ShiftsAndIndexesElementsOfOddSizes)
+{
+    char* first = nullptr;
+    UT_DARRAY array(reinterpret_cast<void**>(&first), 3, 2, 0);
+    for (const char* const each : {"abc", "def", "ghi"})
+        std::memcpy(array.getaddr(array.getnumelements()), each, 3);
+    array.a_shift(1, 1);
+    EXPECT_EQ(std::string(first, 12), "abcdefdefghi");
+    array.a_shift(1, -1);
+    EXPECT_EQ(std::string(first, 9), "defdefghi");
+    EXPECT_EQ(array.intgetindex(first + 6), 2);
+    for (const int between : {1, 2, 4, 8}) EXPECT_EQ(array.intgetindex(first + between), -1);
+}
+
 TEST(UtDarray, OpeningAnEmptyArrayAtItsCountExpandsIt)
 {
     int_array made(2, 1);
@@ -651,7 +669,7 @@ TEST(UtDarray, TurnsAddressesIntoIndexes)
         return reinterpret_cast<void*>(reinterpret_cast<std::uintptr_t>(bytes) +
                                        static_cast<std::uintptr_t>(distance));
     };
-    EXPECT_EQ(made.array.intgetindex(far(-4)), -1);
+    for (const int in_front : {-4, -8, -400}) EXPECT_EQ(made.array.intgetindex(far(in_front)), -1);
     EXPECT_EQ(made.array.intgetindex(far(400)), 100);  // neither count nor block is looked at
     EXPECT_EQ(made.array.intgetindex(nullptr), -1);
 }
@@ -728,6 +746,8 @@ TEST(UtDarrayT, ChecksAccessByAt)
     EXPECT_EQ(array.size(), 4);
     EXPECT_EQ(array.at(3), 9);
     expect_broken("basutdarray", "Bad index.", [&] { array.expand(-1) = 3; });
+    expect_broken("basutarray", "Element out of range. Use expand.",
+                  [&] { EXPECT_EQ(array.at(-1), 0); });  // not what was stored there before
 }
 
 TEST(UtDarrayT, InsertsAndRemoves)
@@ -741,6 +761,9 @@ TEST(UtDarrayT, InsertsAndRemoves)
     array.remove(1);
     array.remove(2);
     EXPECT_THAT(array, ElementsAre(1, 3));
+    array.insert(0, array[1]);  // its place holds another element by the time it is stored
+    EXPECT_THAT(array, ElementsAre(3, 1, 3));
+    array.remove(0);
     for (const long index : {-1L, 3L})
         expect_broken("basutarray", "Element out of range. Use expand.", [&] { array.insert(index, 7); });
     for (const long index : {-1L, 2L})
@@ -805,6 +828,10 @@ TEST(UtDarrayT, LoopsOverAllElementsOfAShortenedBuffer)
     array.resizebuffer(2);
     EXPECT_EQ(array.getelemsallocated(), 2);
     EXPECT_THAT(std::as_const(array), ElementsAre(1, 2, 0, 0, 0, 0));
+    array.resizebuffer(2);
+    const int* const first = array.begin();
+    EXPECT_GE(array.getelemsallocated(), 6);  // before the loop knows where it starts
+    EXPECT_EQ(array.end() - first, 6);
     array.resizebuffer(2);
     EXPECT_EQ(array.at(5), 0);
     array.resizebuffer(2);

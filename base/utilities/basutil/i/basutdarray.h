@@ -56,7 +56,6 @@ public:
     unsigned char resizebuffer(long n);
 
 protected:
-    void** variable() const { return variable_; }
     /// Frees the block and clears the variable.
     void release() noexcept;
     /// Undoes a `resizebuffer` below the count: after it the block holds all elements, or the result is
@@ -93,8 +92,7 @@ int natural_order(const T& a, const T& b)
 ///
 /// A loop over it, and `append` below the capacity, call nothing. `T` is copied bytewise. Sorted operations
 /// take the comparison as a template argument, any function that compares two `T` as `strcmp` does; without
-/// one they go by
-/// `<`: `numbers.sort()`, `names.sort<std::strcmp>()`.
+/// one they go by `<`: `numbers.sort()`, `names.sort<std::strcmp>()`.
 /// Ownership: a copy is a second name for the storage of its source. It must not be used once either has
 /// grown, shrunk or been destroyed.
 template <class T>
@@ -111,10 +109,7 @@ public:
     }
     UT_DARRAY_T(const UT_DARRAY_T&) = default;  // shallow on purpose, as is assignment
     UT_DARRAY_T& operator=(const UT_DARRAY_T&) = default;
-    ~UT_DARRAY_T() override
-    {
-        if (static_cast<void*>(variable()) == static_cast<void*>(&elements_)) release();
-    }
+    ~UT_DARRAY_T() override { release(); }  // while the variable lives: the base finds it null
 
     long size() const { return num_elements_; }
     bool is_empty() const { return num_elements_ == 0; }
