@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include "allocation_faults.h"
+#include "array_tools.h"
 #include "list_model.h"
 #include "message_capture.h"
 
@@ -304,6 +305,13 @@ TEST(UtBlist, TheCountWrapsAtThirtyTwoBits)
     EXPECT_FALSE(bag.l_find(b));
     bag.l_append(b);
     EXPECT_EQ(bag.get_count(), 1U);
+    std::memcpy(reinterpret_cast<char*>(&bag) + 16, &nearly, sizeof nearly);
+    message_capture capture;
+    capture.use_legacy_flow();
+    const surviving_manager surviving;
+    bag.l_append(c);
+    EXPECT_EQ(surviving.reports, std::vector<std::string>{"basutblist: Maximum element count exceeded."});
+    EXPECT_FALSE(bag.l_find(c));  // nor is it stored where the report is survived
 }
 
 TYPED_TEST(UtBlistForms, OneIteratorTooManyIsReportedAndTheCountStaysAtNothing)
@@ -409,6 +417,53 @@ TYPED_TEST(UtBlistForms, CompressWithIteratorsBreaksTheContract)
     message_capture capture;
     capture.use_legacy_flow();
     EXPECT_EQ(capture.exit_value_of([&] { bag.compress(); }), 19);
+}
+
+TYPED_TEST(UtBlistForms, CompressGivesBothReportsWhereTheFirstIsSurvived)
+{
+    typename TypeParam::bag bag(2);
+    const typename TypeParam::iterator each(&bag);
+    message_capture capture;
+    capture.use_legacy_flow();
+    const surviving_manager surviving;
+    std::string shown;
+    const std::string errors = stderr_of([&] { shown = stdout_of([&] { bag.compress(); }); });
+    EXPECT_EQ(surviving.reports, std::vector{std::string("basutblist: ") + TypeParam::k_has_iterators});
+    EXPECT_NE((shown + errors).find("List compression not yet implemented."), std::string::npos) << shown;
+}
+
+TYPED_TEST(UtBlistForms, ReportsThatAreSurvivedLeaveItSound)
+{
+    using bag_type = typename TypeParam::bag;
+    using iterator = typename TypeParam::iterator;
+    message_capture capture;
+    capture.use_legacy_flow();
+    surviving_manager surviving;
+    const auto before = bag_type::get_total_count();
+    {
+        bag_type bag(2);
+        bag.l_append(a);
+        alignas(iterator) std::byte memory[sizeof(iterator)];
+        iterator* const each = ::new (memory) iterator(&bag);
+        bag.~bag_type();  // stops there
+        EXPECT_EQ(surviving.reports,
+                  std::vector<std::string>{"basutblist: Cannot destroy list with iterators."});
+        EXPECT_EQ(bag_type::get_total_count(), before + 1);
+        EXPECT_EQ(each->l_next(), a);
+        surviving.reports.clear();
+        each->~iterator();
+        each->~iterator();  // as a copy that is destroyed, too, would do it
+        EXPECT_EQ(surviving.reports, std::vector<std::string>{"basutblist: Iterator count underflow."});
+        surviving.reports.clear();
+        {
+            const allocation_faults faults(0, 1);
+            bag_type(2).l_append(b);
+        }
+        EXPECT_EQ(surviving.reports, std::vector<std::string>{"basutblist: UT_BLIST:New failed."});
+        surviving.reports.clear();
+    }
+    EXPECT_EQ(surviving.reports, std::vector<std::string>{});
+    EXPECT_EQ(bag_type::get_total_count(), before);
 }
 
 TYPED_TEST(UtBlistForms, ABlockThatCannotBeHadIsReported)

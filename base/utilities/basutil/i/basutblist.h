@@ -38,7 +38,9 @@ public:
     explicit UT_BLIST(unsigned short slots);
     UT_BLIST(const UT_BLIST&) = default;  // shallow on purpose, as is assignment: see above
     UT_BLIST& operator=(const UT_BLIST&) = default;
-    /// Errors: an iterator that is left breaks the contract; the bag then stays as it is.
+    /// Errors: an iterator that is left breaks the contract; the bag then stays as it is. Memory that
+    /// `delete` was to give back is gone all the same, and no iterator of the bag may then be used or
+    /// destroyed.
     ~UT_BLIST() noexcept(false);
 
     /// Puts `data` into the bag, and where it went into `link` and `index`; each of these may be null.
