@@ -332,6 +332,8 @@ TEST(UtpakData, AMatchInFrontOfTheContentIsMessage1103AndTheEndWith1)
         const std::string stored = file_bytes(k_golden + name + ".packed").substr(k_head);
         message_capture capture;
         EXPECT_TRUE(ends_with_report(capture, stored, 1'000)) << name;
+        // Far from the end of the input other code looks at the offset.
+        EXPECT_TRUE(ends_with_report(capture, stored + std::string(100, '\0'), 1'000)) << name;
         capture.use_legacy_flow();
         memory_device device(stored);
         UTPAK_DATA packer(&device, 0, 0);
@@ -366,6 +368,31 @@ TEST(UtpakData, ADeviceThatIsFullAnywhereBreaksTheContract)
         EXPECT_EQ(capture.posts().front(),
                   (post{"common", "0000", "basutpakio", "Unable to write compressed data."}));
     }
+}
+
+TEST(UtpakData, AnEndMarkThatIsNotTakenBreaksTheContractAndLeavesNothingBehind)
+{
+    const std::string noise = file_bytes(k_golden + "packed_random.packed");
+    bool is_full = false;
+    for (std::size_t from = 0; from < 4'000 && !is_full; ++from) {
+        message_capture capture;
+        memory_device device;
+        bool raised = false;
+        try {
+            UTPAK_DATA packer(&device, 0, 0);
+            pack_into(packer, noise.substr(from, 3'910), 4'096);
+            is_full = packer.get_curr_offset() == 4'095;  // so that the mark fills the buffer
+            if (is_full) device.room = 0;
+        } catch (int) {
+            raised = true;
+        }
+        EXPECT_EQ(raised, is_full);
+        if (!is_full) continue;
+        EXPECT_EQ(device.writes.front(), 4'096);
+        EXPECT_EQ(capture.posts().front(),
+                  (post{"common", "0000", "basutpakio", "Unable to write compressed data."}));
+    }
+    EXPECT_TRUE(is_full);
 }
 
 TEST(UtpakData, AFailedBlockMayBeFollowedByOthers)
@@ -526,6 +553,8 @@ TEST(UtpakData, FindsTheLongestMatchAmongWhatItWasGiven)
         EXPECT_EQ(found, length > 0);
         return std::pair(position, length);
     };
+    EXPECT_EQ(match_at(19), (std::pair{19l, 7l}));  // the latest one is known already
+    EXPECT_EQ(match_at(23), (std::pair{23l, 3l}));
     EXPECT_EQ(match_at(24), (std::pair{-1l, 0l}));   // fewer than three bytes are left
     EXPECT_EQ(match_at(100), (std::pair{-1l, 0l}));  // nothing is there
     EXPECT_EQ(match_at(-1), (std::pair{-1l, 0l}));

@@ -93,6 +93,58 @@ TEST(MatchFinder, FindsWhatAWalkOverTheBucketsFinds)
         for (const unsigned letters : {2u, 4u, 15u, 256u}) compare_with_walk(random, letters, 32'768);
 }
 
+TEST(MatchFinder, LooksBack32767BytesAndNoFurther)
+{
+    std::mt19937 random(9);
+    const std::string word = "a word that comes again";
+    for (const std::size_t distance : {32'766u, 32'767u, 32'768u, 32'769u}) {
+        std::string memory = word;
+        while (memory.size() < distance) memory += static_cast<char>(128 + random() % 128);
+        const auto again = static_cast<ut_long>(distance);
+        memory += word;
+        const auto end = static_cast<ut_long>(memory.size());
+        memory += std::string(8, '?');
+        const content_view view{bytes_of(memory), end};
+        match_finder finder;
+        for (ut_long at = 0; at < again; ++at) finder.enter(view, at);
+        const byte_match found = finder.find_any(view, again);
+        EXPECT_EQ(found.position, distance < 32'768 ? 0 : -1) << distance;
+        EXPECT_EQ(found.length, distance < 32'768 ? static_cast<ut_long>(word.size()) : 0) << distance;
+    }
+}
+
+TEST(MatchFinder, FindsWhatStandsBehindCollisionsHoweverSmallTheBlocks)
+{
+    std::mt19937 random(10);
+    match_finder finder;
+    bucket_model model;
+    std::string memory;
+    int found = 0;
+    for (ut_long end = 0; end < 33'000;) {
+        const ut_long begin = end;
+        const ut_long size = static_cast<ut_long>(1 + random() % 6);
+        memory.resize(static_cast<std::size_t>(begin));
+        if (begin < 25'000)
+            for (ut_long i = 0; i < size; ++i) memory += static_cast<char>(random());
+        else  // bytes of the noise before
+            memory += memory.substr(random() % 25'000, static_cast<std::size_t>(size));
+        end += size;
+        model.content = memory;
+        memory += std::string(8, '?');
+        const content_view view{bytes_of(memory), end};
+        finder.grow(view, begin);
+        for (ut_long at = begin; at + 2 < end; ++at) {
+            const auto expected = model.longest(static_cast<std::size_t>(at));
+            const byte_match any = finder.find_any(view, at);
+            ASSERT_EQ((std::pair<long, long>{any.position, any.length}), expected) << at;
+            found += expected.second >= 4;
+            finder.enter(view, at);
+            model.push(static_cast<std::size_t>(at));
+        }
+    }
+    EXPECT_GT(found, 1'000);
+}
+
 TEST(MatchFinder, IsTheSameWhenItsNumbersAreHigh)
 {
     std::mt19937 random(7);

@@ -450,6 +450,8 @@ GOLDEN = {  # name: content, bytes per call of the packer
     "packed_edge_32771": (lambda: mixed(32771, 9), BLOCK),
     "packed_cut_weights": (lambda: b"".join(bytes((7, i // 256, i % 256)) for i in range(34000)), 102000),
     "packed_far": (lambda: (lambda far: far + random_bytes(32767 - 40, 11) + far + b"!" + far)(text(40, 10)), BLOCK),
+    "packed_too_far": (lambda: (lambda far: far + random_bytes(32768 - 40, 13) + far + b"!" + far)(text(40, 10)),
+                       BLOCK),
 }
 
 

@@ -46,17 +46,9 @@ std::unique_ptr<UT_GCOMPALG> algorithm_of(UT_ACCESS access)
 
 UT_GCOMPALG::~UT_GCOMPALG() = default;
 
-void UT_GCOMPALG::compress(const unsigned char*, unsigned int, unsigned char*,
-                           unsigned int& destination_length)
-{
-    destination_length = 0;
-}
+void UT_GCOMPALG::compress(const unsigned char*, unsigned int, unsigned char*, unsigned int&) {}
 
-void UT_GCOMPALG::decompress(const unsigned char*, unsigned int, unsigned char*,
-                             unsigned int& destination_length)
-{
-    destination_length = 0;
-}
+void UT_GCOMPALG::decompress(const unsigned char*, unsigned int, unsigned char*, unsigned int&) {}
 
 // After a failure the length is not defined, or tells of content that is not: it counts as nothing.
 

@@ -35,7 +35,7 @@ public:
     // Nothing at all behind the signature is an empty file, and whole.
     bool is_cut_short() const override
     {
-        return packer_->is_end_of_pakio() != 0 && packer_->get_curr_offset() > 0;
+        return packer_->is_end_of_pakio() != 0 && packer_->get_curr_offset() != 0;
     }
     coder_versions versions() const override
     {

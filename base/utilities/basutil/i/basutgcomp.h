@@ -13,7 +13,8 @@
 
 class UT_STREAM;
 
-/// One algorithm, without a state of its own. The base has none: its two operations produce nothing.
+/// One algorithm, without a state of its own. The base has none: its two operations do nothing, and leave the
+/// count of bytes as it is.
 class UT_EXPORT UT_GCOMPALG {
 public:
     static constexpr unsigned int k_most = 32768;  ///< bytes that an operation may produce

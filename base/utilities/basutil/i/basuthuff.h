@@ -76,8 +76,8 @@ private:
     void put_path(const UTHUF_NODE* node);
 
     ut_long words_;
-    ut_long inner_nodes_ = 0;              ///< in use
     std::unique_ptr<UTHUF_NODE[]> nodes_;  ///< the leaves, by their words, and behind them the inner nodes
+    ut_long inner_nodes_ = 0;              ///< in use
 };
 
 /// A tree that follows the words that go through it: reader and writer change theirs alike.
