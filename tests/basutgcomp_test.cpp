@@ -305,6 +305,37 @@ TEST_P(EachGeneralForm, APeekOverTheBuffersEndStages)
     EXPECT_EQ(read_text(stream, 100), first.substr(16'380) + "secondthird") << "no short block is the end";
 }
 
+TEST(UtGcomp, ABlockOfAllTheCompressedBytesThatFitIsRead)
+{
+    const temp_directory directory;
+    std::mt19937 random(12);
+    const std::string content = random_bytes(random, 32'768 - 11);  // stored, with a head and a check sum
+    std::string block(32'768, '\0');
+    uLongf size = block.size();
+    ASSERT_EQ(compress2(bytes_of(block), &size, bytes_of(content), content.size(), 0), Z_OK);
+    ASSERT_EQ(size, 32'768u);
+    write_file(directory / "block", count_bytes(32'768) + block);
+    const descriptor file(directory / "block", k_to_read);
+    UT_GCOMP blocks(UT_ACCESS_READ | UT_ACCESS_GCA, file);
+    std::string out(32'768, '\0');
+    EXPECT_EQ(blocks.read(bytes_of(out), 32'768), 32'757);
+    EXPECT_EQ(out.substr(0, 32'757), content);
+}
+
+TEST_P(EachGeneralForm, CountsItsBlocksAndTellsOfOneCutShort)
+{
+    const std::string bytes = file_of(bit(), {"first", "second"}).substr(k_signature);
+    for (const std::size_t missing : {std::size_t{0}, std::size_t{1}, bytes.size() - 1}) {
+        write_file(path, bytes.substr(0, bytes.size() - missing));
+        const descriptor file(path, k_to_read);
+        UT_GCOMP blocks(to_read(), file);
+        std::string out(100, '\0');
+        blocks.read(bytes_of(out), 100);
+        EXPECT_EQ(blocks.get_block_count(), missing == 0 ? 2u : missing == 1 ? 1u : 0u);
+        EXPECT_EQ(blocks.is_cut_short() != 0, missing != 0) << missing;
+    }
+}
+
 TEST_P(EachGeneralForm, SeeksToAnyPlace)
 {
     const std::string content = varied_text(50'000);

@@ -253,6 +253,20 @@ TEST(UtpakData, AFileCutOffAnywhereGivesTheBeginningOfItsContent)
     EXPECT_TRUE(capture.posts().empty());
 }
 
+TEST(UtpakData, CountsItsBlocksInBothDirections)
+{
+    memory_device device;
+    {
+        UTPAK_DATA packer(&device, 0, 0);
+        EXPECT_EQ(packer.get_block_count(), 0u);
+        pack_into(packer, "content", 3);
+        EXPECT_EQ(packer.get_block_count(), 3u);
+    }
+    UTPAK_DATA reader(&device, 0, 0);
+    EXPECT_EQ(unpacked(reader, 100), "content");
+    EXPECT_EQ(reader.get_block_count(), 3u);
+}
+
 TEST(UtpakData, ACutOffFileStaysAtItsEnd)
 {
     const std::string stored = packed("some content");

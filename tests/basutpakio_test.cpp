@@ -194,6 +194,29 @@ TEST(UtPakio, ASingleByteIsAtHandAlone)
     EXPECT_EQ(bits.state_, 3);
 }
 
+/// Claims to have read a count of bytes that cannot be.
+class lying_device : public memory_device {
+public:
+    explicit lying_device(int claimed) : claimed_(claimed) {}
+    int get_rawdata(unsigned char*, int) override { return claimed_; }
+
+private:
+    int claimed_;
+};
+
+TEST(UtPakio, ACountThatCannotBeIsNoneOrAWholeBuffer)
+{
+    lying_device negative(-1);
+    UT_PAKIO none(&negative);
+    EXPECT_EQ(none.getbits(8), 0u);
+    EXPECT_TRUE(none.is_end_of_pakio());
+    lying_device beyond(5'000);
+    UT_PAKIO whole(&beyond);
+    for (int i = 0; i < 4'096; ++i) EXPECT_EQ(whole.getbits(8), 0u);
+    EXPECT_EQ(whole.get_curr_offset(), 4'096);
+    EXPECT_FALSE(whole.is_end_of_pakio());
+}
+
 TEST(UtPakio, AReaderWritesNothingAtItsEnd)
 {
     memory_device device("\x80"s);
