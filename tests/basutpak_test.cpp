@@ -651,6 +651,7 @@ TEST_F(UtpakStream, AnEmptyFileIsItsSignatureAndReadsAsEmpty)
     ASSERT_NE(in, nullptr);
     EXPECT_EQ(read_text(*in, 10), "");
     EXPECT_TRUE(in->geteof());
+    EXPECT_FALSE(in->is_cut_short());
     EXPECT_EQ(in->geterror(), 0);
     EXPECT_TRUE(ut_file.close(in));
 }
@@ -726,6 +727,7 @@ TEST_F(UtpakStream, AFileCutOffAnywhereGivesTheBeginningOfItsContent)
         EXPECT_TRUE(content.starts_with(read_text(*in, 1'000))) << length;
         EXPECT_TRUE(in->geteof());
         EXPECT_EQ(in->geterror(), 0);
+        EXPECT_EQ(in->is_cut_short() != 0, length > 9) << length;
         EXPECT_TRUE(in->setfoffset(5));
         EXPECT_TRUE(ut_file.close(in));
         EXPECT_TRUE(capture.posts().empty());
