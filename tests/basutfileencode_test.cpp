@@ -287,6 +287,7 @@ TEST_F(FileEncode, WhatCannotBeOpenedGivesFalse)
     UT_FILEENCODE file(nullptr, 1);
     EXPECT_EQ(file.load(nullptr, 1), 0);
     EXPECT_EQ(file.load(nullptr, 0), 0);
+    EXPECT_EQ(file.getpackfile(), nullptr);
     EXPECT_EQ(file.dump(nullptr, 0), 0);
     EXPECT_EQ(file.catalog(nullptr, path("pack").c_str()), 0);
     EXPECT_EQ(file.catalog(path("none").c_str(), path("pack").c_str()), 0);
@@ -433,6 +434,13 @@ TEST_F(FileEncode, TheNameOfThePackHasAtMost259Bytes)
         EXPECT_EQ(file.load((place + "/a").c_str(), 0), !too_long);
         EXPECT_EQ(file.getpackfile() == nullptr, too_long);
     }
+}
+
+TEST_F(FileEncode, ANullNameIsNoMember)
+{
+    // Not that of an empty name, which a pack may have, either.
+    EXPECT_EQ(member(pack_of({{"", "nameless"}, {"a", "named"}}, false), nullptr), std::pair(false, ""s));
+    EXPECT_EQ(member(pack_of({{"", "nameless"}}, false), ""), std::pair(true, "nameless"s));
 }
 
 TEST_F(FileEncode, OfTwoMembersOfOneNameTheFirstIsFound)

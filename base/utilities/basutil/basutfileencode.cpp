@@ -212,7 +212,7 @@ unsigned char UT_FILEENCODE::load(const char* name, unsigned char direct)
         const auto bytes = rest_of(*single);
         found = bytes && append(*bytes);
         if (scrambled) decodebuff();
-    } else if (choose_pack(name)) {
+    } else if (name != nullptr && choose_pack(name)) {
         if (const open_file pack = to_read(pack_file_)) {
             const bool scrambled = take_magic(*pack);
             found = take_member(*pack, ut_pathgettail(name, nullptr), scrambled);
@@ -241,7 +241,6 @@ unsigned char UT_FILEENCODE::catalog(const char* from, const char* to)
 bool UT_FILEENCODE::choose_pack(const char* name)
 {
     if (pack_file_ != nullptr) return true;
-    if (name == nullptr) return false;
     std::string pack(name, static_cast<const char*>(ut_pathgettail(name, nullptr)));
     pack += k_pack_name;
     if (pack.size() > k_longest_pack_name) return false;

@@ -39,8 +39,8 @@ public:
     ///
     /// With a non-zero `direct` that is the file itself if it can be opened. Otherwise it is the member of
     /// that name, directories left out, in the pack: the one of the constructor, or else "zeodata.etc" in
-    /// the directory of `name`, which stays the pack from then on. False if there is none; the content is
-    /// empty then. The name of the pack has at most 259 bytes.
+    /// the directory of `name`, which stays the pack from then on. False if there is none, and for null; the
+    /// content is empty then. The name of the pack has at most 259 bytes.
     unsigned char load(const char* name, unsigned char direct);
 
     /// Adds the single file `from` behind the content, as a member named by its last component, and writes
