@@ -149,6 +149,20 @@ TEST_F(Asd, TheDestructorClosesTheFileAndLeavesTheCurrentDump)
     EXPECT_TRUE(gone);
 }
 
+TEST_F(Asd, ADumpThatIsBegunAnewClosesItsFirstFile)
+{
+    bool gone = false;
+    {
+        watched dump(base.c_str(), gone);
+        dump.data("first");
+        dump.init(base.c_str(), "t");
+        dump.data("second");
+    }
+    EXPECT_EQ(free_slots(base + ".asd"), 30);
+    EXPECT_EQ(file_bytes(base + ".asd"), "first\r\n");
+    EXPECT_EQ(file_bytes(base + "_t.asd"), "[Daideix T]\r\nsecond\r\n");
+}
+
 struct failing {
     const char* number;
     const char* text;

@@ -100,6 +100,7 @@ bool UT_ASD::open(const char* name)
 {
     auto stream = std::make_unique<UT_STREAM>(UT_ACCESS_WRITE, k_buffer, &ut_file);
     if (ut_file.open(name, stream.get(), 1) == nullptr) return false;
+    close();  // a dump may be begun anew
     stream_ = stream.release();
     first_section_ = 1;
     started_ = 1;

@@ -46,7 +46,8 @@ public:
     virtual ~UT_ASD() noexcept(false);
 
 protected:
-    /// Opens "BASE_TOOL.asd" and begins it, as the constructor with these arguments does.
+    /// Opens "BASE_TOOL.asd" and begins it, as the constructor with these arguments does. A file that was
+    /// open before is closed.
     void init(const char* base, const char* tool);
     /// Writes the text, each of its line feeds as CR LF, and hands it to the system.
     void write_line(const char* line);
