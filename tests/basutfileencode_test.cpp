@@ -379,6 +379,10 @@ TEST_F(FileEncode, WithoutACatalogToBeCreatedOnlyTheOffsetStandsInFront)
     single.writeline("a line");
     EXPECT_EQ(single.dump(path("single").c_str(), 0), 1);
     EXPECT_EQ(file_bytes(path("single")), "a line\n");
+    // It did not become a member either: the next one begins with it.
+    write_file(path("added"), "added");
+    EXPECT_EQ(single.catalog(path("added").c_str(), path("pack").c_str()), 1);
+    EXPECT_EQ(file_bytes(path("pack")), pack_of({{"added", "a line\nadded"}}, false));
 }
 
 TEST_F(FileEncode, ALoadEndsTheCreationOfACatalogAndForgetsTheMembers)
@@ -483,6 +487,7 @@ TEST_F(FileEncode, ForgedOffsetsGiveFalse)
         "+5\nhelloa\n5\n",                 //
         "-5\nhelloa\n5\n",                 //
         "5x\nhelloa\n5\n",                 //
+        "5xhelloa\n5\n",                   //
         "14\nhelloa\n5\n",                 // a catalog outside the file
         "99999\nhelloa\n5\n",              //
         "2147483647\nhelloa\n5\n",         //
@@ -492,6 +497,7 @@ TEST_F(FileEncode, ForgedOffsetsGiveFalse)
         "5\nhelloa\n6\n",                  // a member that reaches into the catalog
         "5\nhelloa\n99999999999\n",        //
         "5\nhelloa\n-1\n",                 //
+        "5\nhelloa\n-0\n",                 //
         "5\nhelloa\n\n",                   //
         "5\nhelloa\nfive\n",               //
         "5\nhelloa\n5x\n",                 //

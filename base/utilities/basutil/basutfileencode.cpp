@@ -124,10 +124,11 @@ bool take_magic(UT_STREAM& in)
 /// A number that is nothing but digits, and that an offset can have.
 std::optional<ut_long> offset_of(std::string_view digits)
 {
-    ut_long value = -1;
+    std::uint32_t value = 0;  // which no sign stands in front of
     const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
-    if (error != std::errc() || end != digits.data() + digits.size() || value < 0) return std::nullopt;
-    return value;
+    if (error != std::errc() || end != digits.data() + digits.size() || value > k_most_content)
+        return std::nullopt;
+    return static_cast<ut_long>(value);
 }
 
 /// The offset that the first line names, which is stepped over; nothing if it is no such line.

@@ -44,7 +44,9 @@ public:
     unsigned char load(const char* name, unsigned char direct);
 
     /// Adds the single file `from` behind the content, as a member named by its last component, and writes
-    /// all members to the pack `to`, scrambled if `from` is.
+    /// all members to the pack `to`, which is overwritten, scrambled if `from` is.
+    ///
+    /// Content behind the last member so far, such as that of `load`, becomes the beginning of the new one.
     unsigned char catalog(const char* from, const char* to);
 
     /// Makes `dump` enter the content as a member, until the next `load`.
