@@ -240,4 +240,25 @@ TEST_F(UtStreamEnc, ACompressedStreamHasItsStretchInTheContent)
     EXPECT_EQ(read_text(stream, 9), "end");
 }
 
+TEST_F(UtStreamEnc, AStretchOfAFileInEachStoredFormIsDeciphered)
+{
+    const std::string secret = varied_text(40'000);
+    for (const UT_ACCESS form : {UT_ACCESS_PACKED, UT_ACCESS_GCA, UT_ACCESS_GCB}) {
+        UT_STREAM* const out = ut_file.open(path.c_str(), UT_ACCESS_WRITE | form, 1);
+        ASSERT_NE(out, nullptr);
+        write_text(*out, "clear" + enciphered(secret, key) + "end");
+        EXPECT_TRUE(ut_file.close(out));
+        UT_STREAM* const in = ut_file.open(path.c_str(), UT_ACCESS_READ, 0);
+        ASSERT_NE(in, nullptr);
+        in->setup_enc_key(bytes_of(key), key.size());
+        EXPECT_EQ(read_text(*in, 5), "clear");
+        in->enc_begin();
+        EXPECT_TRUE(read_text(*in, 40'000) == secret) << form;
+        in->enc_end();
+        EXPECT_EQ(in->getfoffset(), 40'005);
+        EXPECT_EQ(read_text(*in, 9), "end");
+        EXPECT_TRUE(ut_file.close(in));
+    }
+}
+
 }  // namespace

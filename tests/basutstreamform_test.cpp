@@ -3,8 +3,10 @@
 #include <cerrno>
 #include <cstring>
 #include <exception>
+#include <random>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <fcntl.h>
@@ -463,6 +465,98 @@ TEST_F(UtStreamForm, ABufferThatTheCoderRefusesByAThrowIsDropped)
     EXPECT_TRUE(stream.flush());
     coders.write_raises = false;
     stream.destroy_me();
+}
+
+// ---- the compressors themselves
+
+/// One file in a stored form and the same content in a plain one, read by the same calls.
+class twin_readers {
+public:
+    twin_readers(const std::string& directory, const std::string& content, UT_ACCESS form)
+        : plain_(written(directory + "/plain", content, UT_ACCESS{})),
+          stored_(written(directory + "/stored", content, form))
+    {
+    }
+    twin_readers(const twin_readers&) = delete;
+    twin_readers& operator=(const twin_readers&) = delete;
+    ~twin_readers()
+    {
+        ut_file.close(plain_);
+        ut_file.close(stored_);
+    }
+
+    void expect_same(std::size_t operation, int n)
+    {
+        EXPECT_EQ(outcome(*stored_, operation, n), outcome(*plain_, operation, n)) << operation << ' ' << n;
+        EXPECT_EQ(stored_->geteof(), plain_->geteof()) << operation << ' ' << n;
+        if (plain_->geteof() == 0) {  // behind the end it is another
+            EXPECT_EQ(stored_->getfoffset(), plain_->getfoffset()) << operation;
+        }
+        EXPECT_EQ(stored_->geterror(), 0);
+    }
+
+private:
+    static UT_STREAM* written(const std::string& path, const std::string& content, UT_ACCESS form)
+    {
+        UT_STREAM* const out = ut_file.open(path.c_str(), UT_ACCESS_WRITE | form, 1);
+        write_text(*out, content);
+        EXPECT_TRUE(ut_file.close(out));
+        return ut_file.open(path.c_str(), UT_ACCESS_READ, 0);
+    }
+    /// What a call returns and stores.
+    static std::pair<long, std::string> outcome(UT_STREAM& stream, std::size_t operation, int n)
+    {
+        std::string out(static_cast<std::size_t>(n) + 1, '?');
+        switch (operation % 9) {
+        case 0: return {stream.read(bytes_of(out), n), out};
+        case 1: return {stream.sread(bytes_of(out), n), out};
+        case 2: return {stream.peek(bytes_of(out), n), out};
+        case 3: return {stream.speek(bytes_of(out), n), out};
+        case 4: return {stream.skip(n), out};
+        case 5: return {stream.readline(out.data(), n), out};
+        case 6: return {stream.readtoken(out.data(), n), out};
+        case 7: return {stream.readint(), out};
+        default: return {stream.setfoffset(3 * n), out};
+        }
+    }
+
+    UT_STREAM* plain_;
+    UT_STREAM* stored_;
+};
+
+TEST(UtStreamForms, TheCallerSeesTheSameBytesInEachForm)
+{
+    const temp_directory directory;
+    std::mt19937 random(41);
+    for (const std::size_t size : {0u, 1u, 16'383u, 16'384u, 16'385u, 32'768u, 50'000u}) {
+        std::string content;
+        while (content.size() < size)
+            content += random() % 9 == 0 ? "\r\n" : varied_text(random() % 99) + ' ';
+        content.resize(size);
+        for (const UT_ACCESS form : {UT_ACCESS_PACKED, UT_ACCESS_GCA, UT_ACCESS_GCB}) {
+            twin_readers readers(directory.path(), content, form);
+            for (int round = 0; round < 60; ++round)
+                readers.expect_same(random(), static_cast<int>(random() % (round % 4 == 0 ? 16'384 : 300)));
+        }
+    }
+}
+
+TEST(UtStreamForms, APeekBehindTheBufferOfABlockFileBringsOneBlockAtMost)
+{
+    const temp_directory directory;
+    const std::string path = directory / "blocks", content = varied_text(50'000);
+    for (const UT_ACCESS form : {UT_ACCESS_GCA, UT_ACCESS_GCB}) {
+        UT_STREAM* const out = ut_file.open(path.c_str(), UT_ACCESS_WRITE | form, 1);
+        write_text(*out, content);
+        ut_file.close(out);
+        UT_STREAM* const in = ut_file.open(path.c_str(), UT_ACCESS_READ, 0);
+        EXPECT_EQ(read_text(*in, 384), content.substr(0, 384));
+        std::string seen(40'000, '?');
+        EXPECT_EQ(in->peek(bytes_of(seen), 40'000), 16'000 + 16'384);
+        EXPECT_EQ(seen.substr(0, 32'384), content.substr(384, 32'384));
+        EXPECT_TRUE(read_text(*in, 50'000) == content.substr(384));
+        ut_file.close(in);
+    }
 }
 
 }  // namespace

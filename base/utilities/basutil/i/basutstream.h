@@ -88,7 +88,8 @@ public:
     int read(unsigned char* out, int n);
     /// As `read`, without moving on. 0 on a write stream.
     ///
-    /// Cost: beyond the end of the buffer a seek; on a compressed stream all up to here is read again.
+    /// In a block-compressed file, a request for 16384 bytes or more beyond the buffer gets one block of
+    /// them. Cost: beyond the end of the buffer a seek; on a compressed stream all up to here is read again.
     int peek(unsigned char* out, int n);
     /// The three with the bytes in the opposite order: the first byte of the file is the last one of the
     /// caller's memory.
