@@ -563,6 +563,10 @@ TEST_F(FileEncode, AFullDiskGivesFalseAtEachWrite)
     }
     disk.allow(2);
     EXPECT_EQ(file.catalog(path("from").c_str(), path("pack").c_str()), 0);
+    disk.allow(0);
+    UT_FILEENCODE whole_buffer(nullptr, 0);
+    whole_buffer.writeline(std::string(4'095, 'x').c_str());
+    EXPECT_EQ(whole_buffer.dump(path("single").c_str(), 0), 0);  // the last byte taken fills the buffer
     ut_file.clearerror();
 }
 

@@ -122,6 +122,24 @@ TEST_F(UtStreamEnc, TheChainGoesOnUntilTheKeyIsSetAgain)
     });
 }
 
+TEST_F(UtStreamEnc, AFurtherStretchGoesOnWithTheChainOfTheLastLoad)
+{
+    const std::string first = enciphered(varied_text(16), key), secret = varied_text(24);
+    const std::string second = enciphered(secret, key);
+    read_back(first + "12345678" + second, [&](UT_STREAM& stream) {
+        stream.setup_enc_key(bytes_of(key), key.size());
+        stream.enc_begin();
+        EXPECT_EQ(read_text(stream, 16), varied_text(16));
+        stream.enc_end();
+        EXPECT_EQ(read_text(stream, 8), "12345678");
+        stream.enc_begin();
+        std::string start = secret.substr(0, 8);  // which the last group loaded has been mixed into
+        for (std::size_t i = 0; i < start.size(); ++i)
+            start[i] = static_cast<char>(start[i] ^ second[16 + i]);
+        EXPECT_EQ(read_text(stream, 24), start + secret.substr(8));
+    });
+}
+
 TEST_F(UtStreamEnc, AKeyLengthOf0MeansEightBytesAndOver56Means56)
 {
     const std::string long_key = varied_text(70);

@@ -375,6 +375,18 @@ TEST_F(UtStreamForm, APackedFileOfNothingIsItsSignature)
     EXPECT_EQ(file_bytes(path), "");
 }
 
+TEST_F(UtStreamForm, APackedStreamOfNothingBehindTheStartOfItsFileLeavesItAlone)
+{
+    const message_capture capture;
+    const descriptor file(path, k_to_write);
+    ASSERT_EQ(::write(file, "xy", 2), 2);
+    {
+        const UT_STREAM stream(file, k_write_packed, 0, nullptr);
+    }
+    EXPECT_EQ(file_bytes(path), "xy");
+    EXPECT_TRUE(capture.posts().empty());
+}
+
 TEST_F(UtStreamForm, ASeekOfAPackedWriterEndsTheCoderBehindTheMovedDescriptor)
 {
     const descriptor file(path, k_to_write);
@@ -539,6 +551,32 @@ TEST(UtStreamForms, TheCallerSeesTheSameBytesInEachForm)
                 readers.expect_same(random(), static_cast<int>(random() % (round % 4 == 0 ? 16'384 : 300)));
         }
     }
+}
+
+TEST(UtStreamForms, ACutIsNoticedByTheReadThatMeetsTheEnd)
+{
+    const temp_directory directory;
+    const std::string path = directory / "cut";
+    const auto is_cut = [&](const std::string& bytes) {
+        write_file(path, bytes);
+        UT_STREAM* const in = ut_file.open(path.c_str(), UT_ACCESS_READ, 0);
+        EXPECT_FALSE(in->is_cut_short());
+        read_text(*in, 50'000);
+        const bool result = in->is_cut_short() != 0;
+        ut_file.close(in);
+        return result;
+    };
+    for (const UT_ACCESS form : {UT_ACCESS_PACKED, UT_ACCESS_GCA, UT_ACCESS_GCB}) {
+        UT_STREAM* const out = ut_file.open(path.c_str(), UT_ACCESS_WRITE | form, 1);
+        write_text(*out, varied_text(20'000));
+        ut_file.close(out);
+        const std::string whole = file_bytes(path);
+        EXPECT_FALSE(is_cut(whole)) << form;
+        EXPECT_TRUE(is_cut(whole.substr(0, whole.size() - 10))) << form;
+        EXPECT_TRUE(is_cut(whole.substr(0, 30))) << form;
+    }
+    EXPECT_FALSE(is_cut(std::string(k_packed_head)));  // an empty file is whole
+    EXPECT_FALSE(is_cut("plain"));
 }
 
 TEST(UtStreamForms, APeekBehindTheBufferOfABlockFileBringsOneBlockAtMost)
