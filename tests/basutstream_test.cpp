@@ -291,6 +291,7 @@ TEST_F(UtStream, PeekGivesNothingForNothingAtTheEndAndOnAWriteStream)
     read_back("abc", [&](UT_STREAM& stream) {
         EXPECT_EQ(stream.peek(bytes, 0), 0);
         EXPECT_EQ(stream.peek(bytes, -1), 0);
+        EXPECT_EQ(stream.speek(nullptr, -1), 0);
         read_text(stream, 9);
         EXPECT_EQ(stream.peek(bytes, 2), 0);
     });
@@ -314,6 +315,23 @@ TEST_F(UtStream, ReversedPeekStoresFromTheLastPositionOn)
         EXPECT_EQ(memory, "--dcba");
         EXPECT_EQ(stream.speek(bytes_of(memory), 0), 0);
         EXPECT_EQ(read_text(stream, 9), "abcd");
+    });
+}
+
+TEST_F(UtStream, BehindAShortLoadNothingIsFetchedThoughTheFileHasGrown)
+{
+    read_back("0123456789", [&](UT_STREAM& stream) {
+        EXPECT_EQ(read_text(stream, 3), "012");
+        const descriptor more(path, ketriope::platform::open_write);
+        ASSERT_EQ(ketriope::platform::os().seek(more, 0, ketriope::platform::seek_from::end), 10);
+        ASSERT_EQ(ketriope::platform::os().write(more, "grown", 5), 5);
+        std::string seen(20, '?');
+        EXPECT_EQ(stream.peek(bytes_of(seen), 20), 7);
+        EXPECT_EQ(seen.substr(0, 8), "3456789?");
+        EXPECT_EQ(read_text(stream, 20), "3456789");
+        EXPECT_EQ(read_text(stream, 20), "");
+        EXPECT_TRUE(stream.setfoffset(8));  // which looks anew
+        EXPECT_EQ(read_text(stream, 20), "89grown");
     });
 }
 

@@ -314,6 +314,7 @@ int UT_STREAM::peek(unsigned char* out, int n)
 
 int UT_STREAM::speek(unsigned char* out, int n)
 {
+    if (n < 1) return 0;
     std::vector<unsigned char> ahead(size_of(n));
     const int count = peek(ahead.data(), n);
     std::reverse_copy(ahead.data(), ahead.data() + count, out + (n - count));
