@@ -74,8 +74,8 @@ void list_memory(benchmark::State& state)
     std::size_t datum = 1;
     std::size_t bytes = 0;
     for (auto _ : state) {
-        const std::size_t before = bytes_in_use();
         List list;
+        const std::size_t before = bytes_in_use();
         for (std::size_t i = 0; i < k_elements; ++i) list.add(&datum);
         bytes = bytes_in_use() - before;
     }
