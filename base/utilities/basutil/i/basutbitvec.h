@@ -91,19 +91,19 @@ public:
     /// lacks count as zero.
     UT_BITVEC& operator|=(const UT_BITVEC& other)
     {
-        if (!both_scalar(other)) return or_with(other);
+        if (!ketriope::usually(both_scalar(other))) return or_with(other);
         word_ |= other.word_;
         return take_bits(other);
     }
     UT_BITVEC& operator&=(const UT_BITVEC& other)
     {
-        if (!both_scalar(other)) return and_with(other);
+        if (!ketriope::usually(both_scalar(other))) return and_with(other);
         word_ &= other.word_;
         return take_bits(other);
     }
     UT_BITVEC& operator^=(const UT_BITVEC& other)
     {
-        if (!both_scalar(other)) return xor_with(other);
+        if (!ketriope::usually(both_scalar(other))) return xor_with(other);
         word_ ^= other.word_;
         return take_bits(other);
     }
@@ -135,7 +135,7 @@ public:
     /// Compare the words, those that one lacks counting as zero; the counts of bits do not matter.
     bool operator==(const UT_BITVEC& other) const
     {
-        if (both_scalar(other)) return word_ == other.word_;
+        if (ketriope::usually(both_scalar(other))) return word_ == other.word_;
         if (num_words_ != other.num_words_) return equals(other);
         return std::memcmp(words_, other.words_, num_words_ * sizeof(std::uint32_t)) == 0;
     }
@@ -291,7 +291,7 @@ private:
     bool both_scalar(const UT_BITVEC& other) const { return (num_words_ | other.num_words_) == 1; }
     UT_BITVEC& take_bits(const UT_BITVEC& other)
     {
-        if (num_bits_ < other.num_bits_) num_bits_ = other.num_bits_;
+        if (!ketriope::usually(num_bits_ >= other.num_bits_)) num_bits_ = other.num_bits_;
         return *this;
     }
     void copy(const UT_BITVEC& other);

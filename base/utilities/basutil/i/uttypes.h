@@ -30,3 +30,17 @@ using ut_int64 = long long;            ///< 64 bits everywhere, and never the sa
 using ut_uint64 = unsigned long long;  ///< its unsigned twin: lengths, positions, byte counts
 using ut_long = std::int32_t;          ///< a `long` as it is stored and filed: 32 bits on every host
 using ut_va_list = std::va_list;       ///< the argument list of the `v` forms of printf-like functions
+
+namespace ketriope {
+
+/// `condition`, of which the compiler may think that it holds: for what is inline and runs often.
+inline bool usually(bool condition)
+{
+#if defined(__GNUC__)
+    return __builtin_expect(static_cast<long>(condition), 1) != 0;
+#else
+    return condition;
+#endif
+}
+
+}  // namespace ketriope
