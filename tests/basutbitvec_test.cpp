@@ -524,6 +524,23 @@ TEST(UtBitvec, ComparesWordsWhateverTheCountsOfBits)
     EXPECT_TRUE(UT_BITVEC(0x13UL, 4) != UT_BITVEC(3UL, 4));  // a bit above the count
 }
 
+TEST(UtBitvec, ComparesEveryWordOfLongVectors)
+{
+    for (const unsigned int words : {2U, 63U, 64U, 65U, 79U, 80U, 313U, 1024U, 2047U, 2048U, 2049U, 3100U}) {
+        UT_BITVEC a(0UL, 32 * words);
+        for (unsigned int bit = 0; bit < 32 * words; bit += 7) a.set(bit);
+        UT_BITVEC b(a);
+        for (unsigned int word = 0; word < words; ++word) {
+            ASSERT_TRUE(a == b) << words << ' ' << word;
+            const unsigned int bit = 32 * word + word % 32;
+            const bool was_set = b.get(bit) != 0;
+            b.set(bit, was_set ? 0 : 1);
+            ASSERT_FALSE(a == b) << words << ' ' << word;
+            b.set(bit, was_set ? 1 : 0);
+        }
+    }
+}
+
 TEST(UtBitvec, SetsAndClearsWholeWords)
 {
     for (const unsigned int bits : {1U, 40U}) {

@@ -83,14 +83,46 @@ void combine_blocks(std::uint32_t* into, const std::uint32_t* with, std::uint32_
     for (; count > 0; --count, ++into, ++with) operation(*into, *with);
 }
 
-#if defined(__GNUC__) && defined(__x86_64__)
-/// For processors whose registers are that wide.
-template <class Operation>
-__attribute__((target("avx2"))) void combine_wide(std::uint32_t* into, const std::uint32_t* with,
-                                                  std::uint32_t count, Operation operation)
+/// Adds the bits in which a block of `a` and one of `b` differ.
+template <class Block>
+void add_difference(Block& differing, const std::uint32_t* a, const std::uint32_t* b)
 {
-    using wide_block = std::uint64_t __attribute__((vector_size(32)));
-    combine_blocks<wide_block>(into, with, count, operation);
+    Block x;
+    Block y;
+    std::memcpy(&x, a, sizeof x);
+    std::memcpy(&y, b, sizeof y);
+    differing |= x ^ y;
+}
+
+#if defined(__GNUC__) && defined(__x86_64__)
+using block_of_32 = std::uint64_t __attribute__((vector_size(32)));
+using block_of_64 = std::uint64_t __attribute__((vector_size(64)));
+
+// For processors whose registers are that wide.
+template <class Operation>
+__attribute__((target("avx2"))) void combine_by_32(std::uint32_t* into, const std::uint32_t* with,
+                                                   std::uint32_t count, Operation operation)
+{
+    combine_blocks<block_of_32>(into, with, count, operation);
+}
+template <class Operation>
+__attribute__((target("avx512f"))) void combine_by_64(std::uint32_t* into, const std::uint32_t* with,
+                                                      std::uint32_t count, Operation operation)
+{
+    combine_blocks<block_of_64>(into, with, count, operation);
+}
+/// Whether the words, of which there is at least a block, are the same. All of them are read.
+__attribute__((target("avx512f"))) bool are_same_by_64(const std::uint32_t* a, const std::uint32_t* b,
+                                                       std::uint32_t count)
+{
+    constexpr std::uint32_t k_words = sizeof(block_of_64) / sizeof(std::uint32_t);
+    const std::uint32_t* const last = a + (count - k_words);
+    block_of_64 differing{};
+    for (; a < last; a += k_words, b += k_words) add_difference(differing, a, b);
+    add_difference(differing, last, b - (a - last));  // may have words of the one before
+    std::uint64_t any = 0;
+    for (std::size_t i = 0; i < sizeof differing / sizeof any; ++i) any |= differing[i];
+    return any == 0;
 }
 #endif
 
@@ -99,9 +131,24 @@ template <class Operation>
 void combine(std::uint32_t* into, const std::uint32_t* with, std::uint32_t count, Operation operation)
 {
 #if defined(__GNUC__) && defined(__x86_64__)
-    if (__builtin_cpu_supports("avx2")) return combine_wide(into, with, count, operation);
+    if (__builtin_cpu_supports("avx512f")) return combine_by_64(into, with, count, operation);
+    if (__builtin_cpu_supports("avx2")) return combine_by_32(into, with, count, operation);
 #endif
     combine_blocks<block>(into, with, count, operation);
+}
+
+/// Whether the words are the same.
+bool are_same(const std::uint32_t* a, const std::uint32_t* b, std::uint32_t count)
+{
+#if defined(__GNUC__) && defined(__x86_64__)
+    constexpr std::uint32_t k_stretch = 1024;  // a difference is looked for behind each
+    if (count >= k_lined_words && __builtin_cpu_supports("avx512f")) {
+        for (; count >= 2 * k_stretch; count -= k_stretch, a += k_stretch, b += k_stretch)
+            if (!are_same_by_64(a, b, k_stretch)) return false;
+        return are_same_by_64(a, b, count);
+    }
+#endif
+    return std::equal(a, a + count, b);
 }
 
 bool all_zero(const std::uint32_t* words, std::uint32_t count)
@@ -404,7 +451,7 @@ bool UT_BITVEC::equals(const UT_BITVEC& other) const
 {
     const UT_BITVEC& larger = num_words_ > other.num_words_ ? *this : other;
     const std::uint32_t both = std::min(num_words_, other.num_words_);
-    return std::equal(words(), words() + both, other.words()) &&
+    return are_same(words(), other.words(), both) &&
            all_zero(larger.words() + both, larger.num_words_ - both);
 }
 

@@ -135,9 +135,7 @@ public:
     /// Compare the words, those that one lacks counting as zero; the counts of bits do not matter.
     bool operator==(const UT_BITVEC& other) const
     {
-        if (ketriope::usually(both_scalar(other))) return word_ == other.word_;
-        if (num_words_ != other.num_words_) return equals(other);
-        return std::memcmp(words_, other.words_, num_words_ * sizeof(std::uint32_t)) == 0;
+        return ketriope::usually(both_scalar(other)) ? word_ == other.word_ : equals(other);
     }
     bool operator!=(const UT_BITVEC& other) const { return !(*this == other); }
 
