@@ -81,8 +81,8 @@ def layout(object_file, headers):
 
 def main(compiler, header_directory, work_directory):
     # Without these a class is described only where its first virtual function is compiled.
-    all_classes = "-fstandalone-debug" if "clang" in compiler else "-femit-class-debug-always"
-    tell_all = ["-g", "-fno-eliminate-unused-debug-types", all_classes]
+    all_classes = ["-fstandalone-debug", "-O0"] if "clang" in compiler else ["-femit-class-debug-always"]
+    tell_all = ["-g", "-fno-eliminate-unused-debug-types", *all_classes]
     headers = {path.name for path in pathlib.Path(header_directory).glob("*.h")}
     first = None
     for number, way in enumerate(WAYS):
