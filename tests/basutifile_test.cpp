@@ -432,31 +432,26 @@ TEST_F(UtIfile, The65537thSegmentSetsBitSix)
     EXPECT_TRUE(file.unload());
 }
 
-TEST_F(UtIfile, ExactlyAsManyAsTheFieldCountsNeedNoBit)
+TEST_F(UtIfile, TheFirstCountThatTheFieldDoesNotHoldSetsTheBit)
 {
-    UT_IFILE file;
-    file.create(path_.c_str());
-    for (int i = 0; i < 65'535; ++i) file.newfdir("", 0, 0);
-    EXPECT_TRUE(file.unload());
-    EXPECT_TRUE(capture_.posts().empty());
-    EXPECT_EQ(file_bytes(path_).substr(0, 6), "\2\0\0\0\xFF\xFF"s);
-    file.load(path_.c_str());
-    EXPECT_EQ(file.getrealnumsegs(), 65'535);
-    file.unload();
-}
-
-TEST_F(UtIfile, OneMoreThanTheFieldCountsSetsTheBitToo)
-{
-    UT_IFILE file;
-    file.create(path_.c_str());
-    for (int i = 0; i < 65'536; ++i) file.newfdir("", 0, 0);
-    EXPECT_TRUE(file.unload());
-    EXPECT_EQ(reports_of(capture_, "Datarevision: 0x40, Segs no: 65536  written: 0"), 1);
-    EXPECT_EQ(file_bytes(path_).substr(0, 6), "\2\0\0\x40\0\0"s);
-    file.load(path_.c_str());
-    EXPECT_EQ(file.getrealnumsegs(), 65'536);
-    EXPECT_EQ(file.getnumsegs(), 0);
-    file.unload();
+    struct limit {
+        int segments;
+        std::string header;
+        int told;
+    };
+    for (const limit& at : {limit{65'535, "\2\0\0\0\xFF\xFF"s, 0}, limit{65'536, "\2\0\0\x40\0\0"s, 1}}) {
+        UT_IFILE file;
+        file.create(path_.c_str());
+        for (int i = 0; i < at.segments; ++i) file.newfdir("", 0, 0);
+        EXPECT_TRUE(file.unload());
+        EXPECT_EQ(capture_.posts().size(), static_cast<std::size_t>(at.told));
+        EXPECT_EQ(reports_of(capture_, "Datarevision: 0x40, Segs no: 65536  written: 0"), at.told);
+        EXPECT_EQ(file_bytes(path_).substr(0, 6), at.header);
+        file.load(path_.c_str());
+        EXPECT_EQ(file.getrealnumsegs(), at.segments);
+        EXPECT_EQ(file.getnumsegs(), at.segments % 65'536);
+        file.unload();
+    }
 }
 
 TEST_F(UtIfile, TooManySegmentsBreakTheContract)
@@ -480,6 +475,22 @@ TEST_F(UtIfile, TooManySegmentsBreakTheContract)
     EXPECT_STREQ(file.getfname(), path_.c_str());
     capture_.use_legacy_flow();
     EXPECT_EQ(capture_.exit_value_of([&] { file.unload(); }), 1);
+}
+
+TEST_F(UtIfile, TheFirstBytesOfAFileWithTooManySegmentsAreWrittenAllTheSame)
+{
+    {
+        UT_IFILE file;
+        file.create(path_.c_str());
+        file.setdataversion(9);
+        for (int i = 0; i < 131'070; ++i) file.newfdir("", 0, 0);
+        EXPECT_THROW(file.unload(), int);
+    }
+    EXPECT_EQ(file_bytes(path_), "\2\0\x9"s + std::string(125, '\0'));
+    UT_IFILE file;
+    EXPECT_TRUE(file.load(path_.c_str()));
+    EXPECT_EQ(file.getrealnumsegs(), 0);
+    EXPECT_TRUE(file.unload());
 }
 
 // ---- names

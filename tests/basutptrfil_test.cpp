@@ -257,18 +257,25 @@ TEST_F(PtrFixTable, AFailedAllocationLeavesWhatIsKnown)
     }
 }
 
-TEST(PtrFixTableCopies, ACopySharesTheChains)
+/// What is registered with a copy resolves what its source was asked for.
+template <class Table, class... Arguments>
+void expect_shared_chains(Arguments... arguments)
 {
     // One of the two is never destroyed.
-    alignas(UT_PTRFIXTABLE) std::byte memory[sizeof(UT_PTRFIXTABLE)];
-    UT_PTRFIXTABLE table;
-    auto* const copy = new (memory) UT_PTRFIXTABLE(table);
+    alignas(Table) std::byte memory[sizeof(Table)];
+    Table table(arguments...);
+    auto* const copy = new (memory) Table(table);
     int object = 0;
     void* place = old_address(0x40);
     table.fixptr(&place);
     copy->registerptr(old_address(0x40), &object);
     EXPECT_EQ(place, &object);
     *copy = table;
+}
+
+TEST(PtrFixTableCopies, ACopySharesTheChains)
+{
+    expect_shared_chains<UT_PTRFIXTABLE>();
 }
 
 // ---- files
@@ -337,16 +344,7 @@ TEST_F(PtrFile, HasABufferOf4096AndTheGlobalManagerAsOwner)
 
 TEST_F(PtrFile, ACopySharesTheTable)
 {
-    // One of the two is never destroyed.
-    alignas(UT_PTRFILE) std::byte memory[sizeof(UT_PTRFILE)];
-    UT_PTRFILE stream(UT_ACCESS_READ);
-    auto* const copy = new (memory) UT_PTRFILE(stream);
-    int object = 0;
-    void* place = old_address(0x40);
-    stream.fixptr(&place);
-    copy->registerptr(old_address(0x40), &object);
-    EXPECT_EQ(place, &object);
-    *copy = stream;
+    expect_shared_chains<UT_PTRFILE>(UT_ACCESS_READ);
 }
 
 TEST_F(PtrFile, APointerIsEightBytesMostSignificantFirst)

@@ -251,9 +251,17 @@ void UT_IFILE::readsegdir()
     }
 }
 
-/// Writes the header and the directory. Errors: false, reported, for more segments than a file can have.
+/// Writes the header and the directory. Errors: false, reported, for more segments than a file can have. The
+/// first bytes are written before that is seen, so such a file reads as one without segments: it always did.
 bool UT_IFILE::write_directory()
 {
+    if (stream_ != nullptr)
+        stream_->seekstart();
+    else if (!reopen(UT_ACCESS_WRITE))
+        return false;
+    stream_->writebyte(k_version);
+    stream_->writebyte(k_revision);
+    stream_->writebyte(data_version_);
     const int segments = entries_.count();
     unsigned char revision = getdatarevision();
     if (segments >= k_most_counted) {
@@ -267,14 +275,7 @@ bool UT_IFILE::write_directory()
             zeoform("Bad number of segments found\n   numsegs=%d.  Cannot write file %s\n", segments, name_));
         return false;
     }
-    if (stream_ != nullptr)
-        stream_->seekstart();
-    else if (!reopen(UT_ACCESS_WRITE))
-        return false;
     const ut_long offset = directory_offset();
-    stream_->writebyte(k_version);
-    stream_->writebyte(k_revision);
-    stream_->writebyte(data_version_);
     stream_->writebyte(revision);
     stream_->writeushort(static_cast<unsigned short>(segments % k_most_counted));
     stream_->writeint(offset);
